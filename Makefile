@@ -1,0 +1,40 @@
+# Front door: `make run` serves the demo deployment, `make test` runs every test.
+BUILD ?= build
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: all deps build test asan tsan run bench clean format
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(BUILD)/CMakeCache.txt:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+
+build: deps $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j$(JOBS)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j2
+
+asan:
+	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DRS_SANITIZE=address,undefined -DRS_BENCH=OFF"
+
+tsan:
+	$(MAKE) test BUILD=build-tsan CMAKE_FLAGS="-DRS_SANITIZE=thread -DRS_BENCH=OFF"
+
+run:
+	@if [ -x scripts/run-demo.sh ]; then bash scripts/run-demo.sh; \
+	else echo "make run: the host program and the demo deployment are not in this tree yet"; exit 1; fi
+
+bench:
+	@if [ -x bench/run.sh ]; then bash bench/run.sh; \
+	else echo "make bench: no benchmarks in this tree yet"; exit 1; fi
+
+format:
+	git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf build build-asan build-tsan build-release
