@@ -1,0 +1,99 @@
+// Finding the rule for a request key: depth-first over the trie, trying at
+// every level the literal segment, then a placeholder, then "***", and
+// backing up when a branch dead-ends. Segments are views into the key, so a
+// request costs no allocation (keys of more than 64 segments excepted).
+#include <stdlib.h>
+#include <string.h>
+
+#include "auth/restserver_auth.h"
+
+namespace {
+
+constexpr u32 kInlineSegments = 64;
+constexpr RsKeySegment kPlaceholder = {"*", 1};
+constexpr RsKeySegment kAnySuffix = {"***", 3};
+
+bool SameText(const RsKeySegment &stLeft, const RsKeySegment &stRight) {
+    return stLeft.uiLen == stRight.uiLen && memcmp(stLeft.pcText, stRight.pcText, stLeft.uiLen) == 0;
+}
+
+RsAuthConfigTrieNode *FindSibling(RsAuthConfigTrieNode *pstFirst, const RsKeySegment &stName) {
+    for (RsAuthConfigTrieNode *pstNode = pstFirst; pstNode != nullptr; pstNode = pstNode->next) {
+        if (strncmp(pstNode->name, stName.pcText, stName.uiLen) == 0 && pstNode->name[stName.uiLen] == '\0') {
+            return pstNode;
+        }
+    }
+    return nullptr;
+}
+
+// The first leaf in list order is the newest rule ending at this node.
+RsAuthConfigTrieNode *FirstLeafChild(const RsAuthConfigTrieNode *pstNode) {
+    if (pstNode == nullptr) return nullptr;
+    for (RsAuthConfigTrieNode *pstChild = pstNode->children; pstChild != nullptr; pstChild = pstChild->next) {
+        if (pstChild->isLeaf != 0) return pstChild;
+    }
+    return nullptr;
+}
+
+// Empty segments (doubled, leading or trailing "/") do not count. With a null
+// table the segments are only counted.
+u32 SplitKey(const char *pcKey, RsKeySegment *pstSegments) {
+    u32 uiCount = 0;
+    const char *pcCur = pcKey;
+    while (*pcCur != '\0') {
+        while (*pcCur == '/')
+            ++pcCur;
+        if (*pcCur == '\0') break;
+        const char *pcStart = pcCur;
+        while (*pcCur != '\0' && *pcCur != '/')
+            ++pcCur;
+        if (pstSegments != nullptr) pstSegments[uiCount] = {pcStart, static_cast<u32>(pcCur - pcStart)};
+        ++uiCount;
+    }
+    return uiCount;
+}
+
+}  // namespace
+
+extern "C" RS_API RsAuthConfigTrieNode *SearchNextNode(RsAuthConfigTrieNode *pstFirst, const char *pcName) {
+    if (pcName == nullptr) return nullptr;
+    return FindSibling(pstFirst, {pcName, static_cast<u32>(strlen(pcName))});
+}
+
+// "***" is returned as found, without descending: it swallows every remaining
+// segment. A key segment that is itself "***" therefore ends the search here.
+extern "C" RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *pstNode, const RsKeySegment *pstSegments,
+                                                        u32 uiCount, u32 uiDepth) {
+    if (pstNode == nullptr || pstSegments == nullptr || uiDepth >= uiCount || pstNode->children == nullptr) {
+        return nullptr;
+    }
+    const RsKeySegment astCandidates[] = {pstSegments[uiDepth], kPlaceholder, kAnySuffix};
+    for (const RsKeySegment &stCandidate : astCandidates) {
+        RsAuthConfigTrieNode *pstChild = FindSibling(pstNode->children, stCandidate);
+        if (SameText(stCandidate, kAnySuffix)) return pstChild;
+        if (uiDepth + 1 < uiCount) pstChild = RecursiveSearch(pstChild, pstSegments, uiCount, uiDepth + 1);
+        if (FirstLeafChild(pstChild) != nullptr) return pstChild;
+    }
+    return nullptr;
+}
+
+extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcKey) {
+    if (pcKey == nullptr) return nullptr;
+    u32 uiCount = SplitKey(pcKey, nullptr);
+    if (uiCount == 0) return nullptr;
+    RsKeySegment astInline[kInlineSegments];
+    RsKeySegment *pstSegments = astInline;
+    if (uiCount > kInlineSegments) {
+        pstSegments = static_cast<RsKeySegment *>(malloc(uiCount * sizeof(RsKeySegment)));
+        if (pstSegments == nullptr) return nullptr;
+    }
+    (void)SplitKey(pcKey, pstSegments);
+    RsAuthConfigTrieNode *pstLeaf = FirstLeafChild(RecursiveSearch(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0));
+    if (pstSegments != astInline) free(pstSegments);
+    return pstLeaf;
+}
+
+extern "C" RS_API RsExprNode *SearchAuthExpression(const char *pcKey) {
+    RsAuthConfigTrieNode *pstLeaf = SearchAuthConfigTrieNode(pcKey);
+    return pstLeaf == nullptr ? nullptr : pstLeaf->expressionTree;
+}
