@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,16 @@ constexpr size_t kSymbolNameSize = 512;
 
 thread_local char t_symbolName[kSymbolNameSize];
 
+// Index of the first frame that belongs to our caller. Normally 1 (frame 0 is
+// this function), but an intercepting backtrace (sanitizers) adds frames of
+// its own, so the caller's return address is looked for instead.
+u64 FirstCallerFrame(void *const *frames, u64 depth, const void *returnAddress) {
+    for (u64 i = 0; i < depth; ++i) {
+        if (frames[i] == returnAddress) return i;
+    }
+    return 1;
+}
+
 }  // namespace
 
 extern "C" PLAT_API __attribute__((noinline)) u32 VOS_CallStackSelfGet(u32 uiMaxFrames, u32 uiSkip, void **ppAddrs,
@@ -24,16 +35,11 @@ extern "C" PLAT_API __attribute__((noinline)) u32 VOS_CallStackSelfGet(u32 uiMax
     if (ppAddrs == nullptr || puiCount == nullptr || uiMaxFrames == 0) return PLAT_ERR;
     *puiCount = 0;
 
-    // One more frame than asked for: this function's own.
-    u64 wanted = static_cast<u64>(uiMaxFrames) + uiSkip + 1;
-    if (wanted > kMaxCapturedFrames) wanted = kMaxCapturedFrames;
     void *frames[kMaxCapturedFrames];
-    u64 depth = static_cast<u64>(backtrace(frames, static_cast<int>(wanted)));
-
-    u64 first = static_cast<u64>(uiSkip) + 1;
+    u64 depth = static_cast<u64>(backtrace(frames, static_cast<int>(kMaxCapturedFrames)));
+    u64 first = FirstCallerFrame(frames, depth, __builtin_return_address(0)) + uiSkip;
     if (depth <= first) return PLAT_OK;
-    u64 count = depth - first;
-    if (count > uiMaxFrames) count = uiMaxFrames;
+    u64 count = std::min<u64>(depth - first, uiMaxFrames);
     memcpy(ppAddrs, frames + first, count * sizeof(void *));
     *puiCount = static_cast<u32>(count);
     return PLAT_OK;
