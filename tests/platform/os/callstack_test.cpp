@@ -5,8 +5,10 @@
 
 #include "plat_os.h"
 
-// Outside any anonymous namespace so the symbol is exported and dladdr sees it.
-__attribute__((noinline)) u32 CaptureFromKnownFrame(u32 maxFrames, u32 skip, void **addrs, u32 *count) {
+// Exported (outside any anonymous namespace, default visibility) so that
+// dladdr can name it.
+__attribute__((noinline, visibility("default"))) u32 CaptureFromKnownFrame(u32 maxFrames, u32 skip, void **addrs,
+                                                                           u32 *count) {
     u32 result = VOS_CallStackSelfGet(maxFrames, skip, addrs, count);
     asm volatile("" ::: "memory");  // keeps this frame from becoming a tail call
     return result;
