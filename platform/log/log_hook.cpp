@@ -2,6 +2,7 @@
 // PLAT_LogHookSet returns no call into the previous hook is still in progress
 // and its user data may be destroyed. A hook may log (shared locks nest), but
 // must not set the hook itself.
+#include <mutex>
 #include <shared_mutex>
 
 #include "log/log_write.h"
