@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "plat_text.h"
+#include "text_dest.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ errno_t CopyBounded(char *dest, size_t destMax, const char *src, size_t len) {
 }  // namespace
 
 extern "C" PLAT_API errno_t strcpy_s(char *pcDest, size_t ulDestMax, const char *pcSrc) {
-    if (pcDest == nullptr || ulDestMax == 0) return EINVAL;
+    if (!IsUsableDest(pcDest, ulDestMax)) return EINVAL;
     if (pcSrc == nullptr) {
         pcDest[0] = '\0';
         return EINVAL;
@@ -39,7 +40,7 @@ extern "C" PLAT_API errno_t strcpy_s(char *pcDest, size_t ulDestMax, const char 
 }
 
 extern "C" PLAT_API errno_t strncpy_s(char *pcDest, size_t ulDestMax, const char *pcSrc, size_t ulCount) {
-    if (pcDest == nullptr || ulDestMax == 0) return EINVAL;
+    if (!IsUsableDest(pcDest, ulDestMax)) return EINVAL;
     if (pcSrc == nullptr) {
         pcDest[0] = '\0';
         return EINVAL;
@@ -51,7 +52,7 @@ extern "C" PLAT_API errno_t strncpy_s(char *pcDest, size_t ulDestMax, const char
 }
 
 extern "C" PLAT_API errno_t strcat_s(char *pcDest, size_t ulDestMax, const char *pcSrc) {
-    if (pcDest == nullptr || ulDestMax == 0) return EINVAL;
+    if (!IsUsableDest(pcDest, ulDestMax)) return EINVAL;
     size_t used = strnlen(pcDest, ulDestMax);
     if (pcSrc == nullptr || used == ulDestMax) {
         pcDest[0] = '\0';

@@ -4,9 +4,10 @@
 #include <cstdio>
 
 #include "plat_text.h"
+#include "text_dest.h"
 
 extern "C" PLAT_API int vsnprintf_s(char *pcDest, size_t ulDestMax, size_t ulCount, const char *pcFmt, va_list args) {
-    if (pcDest == nullptr || ulDestMax == 0) return -1;
+    if (!IsUsableDest(pcDest, ulDestMax)) return -1;
     if (pcFmt == nullptr) {
         pcDest[0] = '\0';
         return -1;

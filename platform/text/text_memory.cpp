@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "plat_text.h"
+#include "text_dest.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ errno_t Refuse(void *dest, size_t destMax, errno_t reason) {
 }  // namespace
 
 extern "C" PLAT_API errno_t memcpy_s(void *pDest, size_t ulDestMax, const void *pSrc, size_t ulCount) {
-    if (pDest == nullptr || ulDestMax == 0) return EINVAL;
+    if (!IsUsableDest(pDest, ulDestMax)) return EINVAL;
     if (pSrc == nullptr) return Refuse(pDest, ulDestMax, EINVAL);
     if (ulCount > ulDestMax) return Refuse(pDest, ulDestMax, ERANGE);
     if (ulCount == 0) return EOK;
@@ -31,7 +32,7 @@ extern "C" PLAT_API errno_t memcpy_s(void *pDest, size_t ulDestMax, const void *
 }
 
 extern "C" PLAT_API errno_t memset_s(void *pDest, size_t ulDestMax, int iValue, size_t ulCount) {
-    if (pDest == nullptr || ulDestMax == 0) return EINVAL;
+    if (!IsUsableDest(pDest, ulDestMax)) return EINVAL;
     if (ulCount > ulDestMax) {
         memset(pDest, iValue, ulDestMax);
         return ERANGE;

@@ -108,7 +108,10 @@ TEST(StrCopy, NullArgumentsAndZeroSizeAreRefused) {
     EXPECT_EQ(strcpy_s(dest, 0, "a"), EINVAL);
     EXPECT_EQ(strncpy_s(dest, 0, "a", 1), EINVAL);
     EXPECT_EQ(strcat_s(dest, 0, "a"), EINVAL);
-    EXPECT_STREQ(dest, "keep") << "a zero-sized destination must not be written";
+    // A negative length converted to size_t is refused rather than trusted.
+    EXPECT_EQ(strcpy_s(dest, static_cast<size_t>(-1), "a"), EINVAL);
+    EXPECT_EQ(strcat_s(dest, static_cast<size_t>(-1), "a"), EINVAL);
+    EXPECT_STREQ(dest, "keep") << "an unusable destination must not be written";
 
     EXPECT_EQ(strcpy_s(dest, kFieldSize, nullptr), EINVAL);
     EXPECT_STREQ(dest, "");

@@ -43,6 +43,9 @@ TEST(MemCopy, NullDestinationOrZeroSizeIsRefused) {
     unsigned char dest[4] = {7, 7, 7, 7};
     EXPECT_EQ(memcpy_s(nullptr, 4, "abc", 3), EINVAL);
     EXPECT_EQ(memcpy_s(dest, 0, "abc", 3), EINVAL);
+    // A negative length converted to size_t must not zero-fill the address space.
+    EXPECT_EQ(memcpy_s(dest, static_cast<size_t>(-1), nullptr, 3), EINVAL);
+    EXPECT_EQ(memset_s(dest, static_cast<size_t>(-1), 0, static_cast<size_t>(-2)), EINVAL);
     EXPECT_EQ(dest[0], 7);
 }
 
