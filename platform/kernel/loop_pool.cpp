@@ -1,0 +1,189 @@
+// Event loops with spare threads lent to loops whose thread is held by an entry.
+#include "kernel/loop_pool.h"
+
+#include <chrono>
+
+#include "kernel/kernel_log.h"
+
+namespace kernel {
+
+namespace net = boost::asio;
+
+namespace {
+
+constexpr auto kWatchPeriod = std::chrono::microseconds(500);
+constexpr int64_t kParkedAfterNs = 1000000;  // an entry this old holds its thread
+
+int64_t NowNs() {
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+struct LoopPool::Loop {
+    net::io_context context;
+    net::executor_work_guard<net::io_context::executor_type> guard{context.get_executor()};
+    std::atomic<int> threads{0};   // threads running this loop
+    std::atomic<int> in_entry{0};  // of those, inside an entry call
+};
+
+struct LoopPool::Runner {
+    std::thread thread;
+    std::atomic<Loop *> loop{nullptr};    // the loop it runs; null for an idle spare
+    std::atomic<int64_t> entry_since{0};  // 0: not in an entry
+    bool primary = false;
+};
+
+namespace {
+thread_local std::atomic<int64_t> *tl_entry_since = nullptr;
+thread_local std::atomic<int> *tl_in_entry = nullptr;
+}  // namespace
+
+LoopPool::LoopPool(uint32_t loops, uint32_t max_spares) : max_spares_(max_spares) {
+    for (uint32_t i = 0; i < loops; ++i)
+        loops_.push_back(std::make_unique<Loop>());
+}
+
+LoopPool::~LoopPool() {
+    Stop();
+}
+
+net::io_context &LoopPool::Next() {
+    return loops_[next_.fetch_add(1, std::memory_order_relaxed) % loops_.size()]->context;
+}
+
+void LoopPool::Start() {
+    for (auto &loop : loops_) {
+        auto runner = std::make_unique<Runner>();
+        runner->primary = true;
+        runner->loop = loop.get();
+        loop->threads = 1;
+        Runner *raw = runner.get();
+        runners_.push_back(std::move(runner));
+        raw->thread = std::thread([this, raw] { RunPrimary(raw); });
+    }
+    watcher_ = std::thread([this] { Watch(); });
+}
+
+void LoopPool::EntryBegin() {
+    if (tl_entry_since == nullptr) return;
+    tl_in_entry->fetch_add(1, std::memory_order_relaxed);
+    tl_entry_since->store(NowNs(), std::memory_order_relaxed);
+}
+
+void LoopPool::EntryEnd() {
+    if (tl_entry_since == nullptr) return;
+    tl_entry_since->store(0, std::memory_order_relaxed);
+    tl_in_entry->fetch_sub(1, std::memory_order_relaxed);
+}
+
+void LoopPool::RunPrimary(Runner *runner) {
+    Loop &loop = *runner->loop;
+    tl_entry_since = &runner->entry_since;
+    tl_in_entry = &loop.in_entry;
+    try {
+        loop.context.run();
+    } catch (const std::exception &error) {
+        KLOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+    }
+}
+
+// A loop has a thread too many once more than one of its threads is free.
+bool LoopPool::ShouldReturn(Loop &loop) {
+    int threads = loop.threads.load(std::memory_order_acquire);
+    while (threads - loop.in_entry.load(std::memory_order_acquire) > 1) {
+        if (loop.threads.compare_exchange_weak(threads, threads - 1, std::memory_order_acq_rel)) return true;
+    }
+    return false;
+}
+
+void LoopPool::RunSpare(Runner *runner) {
+    tl_entry_since = &runner->entry_since;
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        Loop *loop = runner->loop.load();
+        if (loop == nullptr) {
+            spare_wake_.wait(lock);
+            continue;
+        }
+        lock.unlock();
+        tl_in_entry = &loop->in_entry;
+        try {
+            while (!loop->context.stopped()) {
+                loop->context.run_one();
+                if (ShouldReturn(*loop)) break;
+            }
+        } catch (const std::exception &error) {
+            KLOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+        }
+        lock.lock();
+        runner->loop = nullptr;
+    }
+}
+
+// Gives the loop a spare thread: an idle one, else a new one within the cap.
+void LoopPool::Lend(Loop &loop) {
+    Runner *idle = nullptr;
+    size_t spares = 0;
+    for (auto &runner : runners_) {
+        if (runner->primary) continue;
+        ++spares;
+        if (idle == nullptr && runner->loop.load() == nullptr) idle = runner.get();
+    }
+    if (idle == nullptr && spares >= max_spares_) return;
+    loop.threads.fetch_add(1, std::memory_order_acq_rel);
+    if (idle != nullptr) {
+        idle->loop = &loop;
+        spare_wake_.notify_all();
+        return;
+    }
+    auto runner = std::make_unique<Runner>();
+    runner->loop = &loop;
+    Runner *raw = runner.get();
+    runners_.push_back(std::move(runner));
+    raw->thread = std::thread([this, raw] { RunSpare(raw); });
+}
+
+void LoopPool::Watch() {
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        watch_wake_.wait_for(lock, kWatchPeriod);
+        if (stopping_) break;
+        int64_t now = NowNs();
+        for (auto &loop : loops_) {
+            int parked = 0;
+            for (auto &runner : runners_) {
+                int64_t since = runner->entry_since.load(std::memory_order_relaxed);
+                if (runner->loop.load() == loop.get() && since != 0 && now - since > kParkedAfterNs) ++parked;
+            }
+            if (loop->threads.load(std::memory_order_acquire) - parked < 1) Lend(*loop);
+        }
+    }
+}
+
+size_t LoopPool::Stop() {
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_) return 0;
+        stopping_ = true;
+    }
+    watch_wake_.notify_all();
+    spare_wake_.notify_all();
+    if (watcher_.joinable()) watcher_.join();
+    for (auto &loop : loops_)
+        loop->context.stop();
+    size_t left = 0;
+    for (auto &runner : runners_) {
+        if (!runner->thread.joinable()) continue;
+        if (runner->entry_since.load() != 0) {
+            runner->thread.detach();
+            ++left;
+            continue;
+        }
+        runner->thread.join();
+    }
+    return left;
+}
+
+}  // namespace kernel

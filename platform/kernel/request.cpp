@@ -1,0 +1,111 @@
+// Request handle: reset, lazily built header and query views, method codes.
+#include "kernel/request.h"
+
+#include <strings.h>
+
+#include "kernel/percent.h"
+
+namespace kernel {
+
+namespace http = boost::beast::http;
+
+void Request::Reset(const HttpRequest &next) {
+    message = &next;
+    method = MethodCode(next.method());
+    chunk_framing = next.version() >= 11;
+    std::string_view target = next.target();
+    uri.assign(target.substr(0, target.find('?')));
+    route = nullptr;
+    heads_ready = false;
+    query_ready = false;
+    reply.state = Reply::State::kNone;
+    reply.status = 0;
+    reply.has_content_type = false;
+    reply.fields.clear();
+    reply.body.clear();
+}
+
+void Request::Detach() {
+    message = nullptr;
+    method = REST_METHOD_GET;
+    chunk_framing = true;
+    route = nullptr;
+    reply = Reply();
+}
+
+void Request::HeadsBuild() {
+    heads_ready = true;
+    head_texts.clear();
+    heads.clear();
+    // Count first: texts must not move once pointers to them are handed out.
+    size_t fields = 0;
+    for (auto it = message->begin(); it != message->end(); ++it)
+        ++fields;
+    head_texts.reserve(fields * 2);
+    for (const auto &field : *message) {
+        std::string_view name = field.name_string();
+        bool joined = false;
+        for (size_t i = 0; i < head_texts.size(); i += 2) {
+            if (head_texts[i].size() == name.size() &&
+                strncasecmp(head_texts[i].data(), name.data(), name.size()) == 0) {
+                head_texts[i + 1].append(", ").append(field.value());
+                joined = true;
+                break;
+            }
+        }
+        if (joined) continue;
+        head_texts.emplace_back(name);
+        head_texts.emplace_back(field.value());
+    }
+    heads.reserve(head_texts.size() / 2);
+    for (size_t i = 0; i < head_texts.size(); i += 2) {
+        heads.push_back(REST_HEAD_ITEM{head_texts[i].c_str(), head_texts[i + 1].c_str()});
+    }
+}
+
+void Request::QueryBuild() {
+    query_ready = true;
+    query.clear();
+    std::string_view target = message->target();
+    size_t mark = target.find('?');
+    if (mark == std::string_view::npos) return;
+    std::string_view rest = target.substr(mark + 1);
+    while (!rest.empty()) {
+        size_t end = rest.find('&');
+        std::string_view pair = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+        if (pair.empty()) continue;
+        size_t equals = pair.find('=');
+        std::string &name = query.emplace_back();
+        PercentDecode(pair.substr(0, equals), true, name);
+        std::string &value = query.emplace_back();
+        if (equals != std::string_view::npos) PercentDecode(pair.substr(equals + 1), true, value);
+    }
+}
+
+unsigned MethodCode(http::verb verb) {
+    switch (verb) {
+        case http::verb::get:
+            return REST_METHOD_GET;
+        case http::verb::post:
+            return REST_METHOD_POST;
+        case http::verb::head:
+            return REST_METHOD_HEAD;
+        case http::verb::put:
+            return REST_METHOD_PUT;
+        case http::verb::delete_:
+            return REST_METHOD_DELETE;
+        case http::verb::options:
+            return REST_METHOD_OPTIONS;
+        case http::verb::trace:
+            return REST_METHOD_TRACE;
+        case http::verb::connect:
+            return REST_METHOD_CONNECT;
+        case http::verb::patch:
+            return REST_METHOD_PATCH;
+        default:
+            return REST_METHOD_OTHER;
+    }
+}
+
+}  // namespace kernel

@@ -1,0 +1,62 @@
+// The request handle an entry function receives (REST_REQ) and the answer it
+// builds. One per connection, reused from request to request so that a
+// keep-alive connection reuses its buffers.
+#pragma once
+
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <string>
+#include <vector>
+
+#include "kernel/router.h"
+#include "plat_kernel.h"
+
+namespace kernel {
+
+using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
+
+struct Reply {
+    enum class State { kNone, kWhole, kChunked, kChunksEnded };
+    State state = State::kNone;
+    unsigned status = 0;
+    bool has_content_type = false;
+    std::string fields;  // "Name: value\r\n" lines added by the entry
+    std::string body;    // the whole body, or the chunk-framed parts
+};
+
+struct Request {
+    const HttpRequest *message = nullptr;
+    unsigned method = REST_METHOD_OTHER;
+    bool chunk_framing = true;  // false for HTTP/1.0 peers: parts are sent unframed
+    std::string uri;            // path without the query, as received
+    std::vector<std::string> segments;
+    const Route *route = nullptr;
+
+    // Built on first use, so requests that never ask pay nothing.
+    bool heads_ready = false;
+    std::vector<std::string> head_texts;  // name, joined value, name, joined value...
+    std::vector<REST_HEAD_ITEM> heads;
+    bool query_ready = false;
+    std::vector<std::string> query;  // decoded name, decoded value, ...
+
+    Reply reply;
+
+    // Resets for the next request on the connection; keeps capacities.
+    void Reset(const HttpRequest &next);
+    // Forgets the message, for answers given before a request was read whole.
+    void Detach();
+    void HeadsBuild();
+    void QueryBuild();
+};
+
+// Maps a parsed method to the engine's method code.
+unsigned MethodCode(boost::beast::http::verb verb);
+
+// Renders status line, fields and body of the answer. keep_alive false adds
+// "Connection: close"; head_only leaves the body out but keeps its length.
+void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::string &out);
+
+// Fills a reply that the engine itself gives (errors, refusals).
+void ReplySetPlain(Reply &reply, unsigned status, const char *text);
+
+}  // namespace kernel

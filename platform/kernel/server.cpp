@@ -1,0 +1,238 @@
+// Server: endpoints and accepting, start and graceful stop, counters.
+#include "kernel/server.h"
+
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
+#include <chrono>
+#include <thread>
+
+#include "kernel/connection.h"
+#include "kernel/kernel_log.h"
+#include "kernel/tls_context.h"
+
+namespace kernel {
+
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+
+namespace {
+
+std::atomic<uint32_t> g_group_count{0};
+constexpr auto kAcceptRetry = std::chrono::milliseconds(50);
+constexpr auto kStopPoll = std::chrono::milliseconds(5);
+
+}  // namespace
+
+void GroupCountSet(uint32_t count) {
+    g_group_count.store(count, std::memory_order_release);
+}
+uint32_t GroupCount() {
+    return g_group_count.load(std::memory_order_acquire);
+}
+
+struct Server::Listener {
+    explicit Listener(net::io_context &context) : acceptor(context), retry(context) {}
+    tcp::acceptor acceptor;
+    net::steady_timer retry;
+    std::atomic<bool> paused{false};
+    std::string name;
+};
+
+Server::Server() = default;
+Server::~Server() {
+    Stop();
+}
+
+uint32_t Server::TlsEnable(const REST_SSL_PARAM &param) {
+    if (param.pcCertFile == nullptr || param.pcCertFile[0] == '\0') {
+        KLOG(PLAT_LOG_WARN, "TLS settings without a certificate file: the server stays on plain HTTP");
+        return PLAT_OK;
+    }
+    auto context = TlsContextMake(param);
+    if (!context) return PLAT_ERR;
+    std::lock_guard lock(mutex_);
+    tls_ = std::move(context);
+    KLOG(PLAT_LOG_INFO, "TLS enabled (%s, certificate %s)", param.pcSslVersion, param.pcCertFile);
+    return PLAT_OK;
+}
+
+uint32_t Server::EndpointAdd(const REST_END_POINT &endpoint, uint32_t backlog) {
+    std::lock_guard lock(mutex_);
+    std::string address = endpoint.pcAddress != nullptr ? endpoint.pcAddress : "";
+    endpoints_.push_back(EndpointSpec{endpoint.uiAddrKind == 1, endpoint.usPort, address, backlog});
+    return PLAT_OK;
+}
+
+uint32_t Server::RouteAdd(const char *pattern, const Route &route) {
+    std::lock_guard lock(mutex_);
+    if (started_) {
+        KLOG(PLAT_LOG_ERROR, "route added after start refused: %s", pattern);
+        return PLAT_ERR;
+    }
+    if (!router_.Add(pattern, route)) {
+        KLOG(PLAT_LOG_ERROR, "route pattern refused: %s", pattern);
+        return PLAT_ERR;
+    }
+    if (route.group != REST_GROUP_NONE && route.group + 1 > highest_group_) highest_group_ = route.group + 1;
+    return PLAT_OK;
+}
+
+void Server::CatchAllSet(const Route &route) {
+    std::lock_guard lock(mutex_);
+    router_.SetCatchAll(route);
+}
+
+void Server::NameSet(const char *name) {
+    std::lock_guard lock(mutex_);
+    name_ = name;
+}
+
+void Server::InstanceSet(const char *id) {
+    std::lock_guard lock(mutex_);
+    instance_ = id;
+}
+
+uint32_t Server::ListenerOpen(const EndpointSpec &spec) {
+    const char *address = spec.address.empty() ? (spec.v6 ? "::" : "0.0.0.0") : spec.address.c_str();
+    boost::system::error_code ec;
+    tcp::endpoint endpoint(net::ip::make_address(address, ec), spec.port);
+    if (ec) {
+        KLOG(PLAT_LOG_ERROR, "endpoint address refused: %s", address);
+        return PLAT_ERR;
+    }
+    auto listener = std::make_unique<Listener>(loops_->Next());
+    listener->name = std::string(address) + " port " + std::to_string(spec.port);
+    tcp::acceptor &acceptor = listener->acceptor;
+    acceptor.open(endpoint.protocol(), ec);
+    if (!ec) acceptor.set_option(tcp::acceptor::reuse_address(true), ec);
+    if (!ec && endpoint.address().is_v6()) acceptor.set_option(net::ip::v6_only(true), ec);
+    if (!ec) acceptor.bind(endpoint, ec);
+    if (!ec)
+        acceptor.listen(spec.backlog != 0 ? static_cast<int>(spec.backlog) : net::socket_base::max_listen_connections,
+                        ec);
+    if (ec) {
+        KLOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
+        return PLAT_ERR;
+    }
+    KLOG(PLAT_LOG_INFO, "listening on %s%s", listener->name.c_str(), tls_ ? " (TLS)" : "");
+    listeners_.push_back(std::move(listener));
+    return PLAT_OK;
+}
+
+uint32_t Server::Start() {
+    std::lock_guard lock(mutex_);
+    if (started_) return PLAT_ERR;
+    limits_ = LimitsLoad();
+    uint32_t groups = std::max(GroupCount(), highest_group_);
+    loops_ = std::make_unique<LoopPool>(limits_.io_threads, limits_.workers + groups * limits_.group_workers);
+    gate_ = std::make_unique<EntryGate>(limits_.workers, limits_.group_workers, groups, limits_.queue_depth);
+    for (const EndpointSpec &spec : endpoints_)
+        ListenerOpen(spec);
+    if (listeners_.empty()) {
+        KLOG(PLAT_LOG_ERROR, "server %s not started: no endpoint could be bound", name_.c_str());
+        loops_.reset();
+        return PLAT_ERR;
+    }
+    for (auto &listener : listeners_)
+        Accept(*listener);
+    loops_->Start();
+    started_ = true;
+    KLOG(PLAT_LOG_INFO, "server %s started: %u loops, %u workers, %u groups", name_.c_str(), limits_.io_threads,
+         limits_.workers, groups);
+    return PLAT_OK;
+}
+
+void Server::Accept(Listener &listener) {
+    listener.acceptor.async_accept(
+        net::make_strand(loops_->Next()), [this, &listener](boost::system::error_code ec, tcp::socket socket) {
+            if (ec == net::error::operation_aborted || stopping()) return;
+            if (!ec) return OnAccept(listener, std::move(socket));
+            // Out of descriptors or similar: try again shortly, never spin.
+            KLOG(PLAT_LOG_WARN, "accept on %s failed: %s", listener.name.c_str(), ec.message().c_str());
+            listener.retry.expires_after(kAcceptRetry);
+            listener.retry.async_wait([this, &listener](boost::system::error_code ec) {
+                if (!ec && !stopping()) Accept(listener);
+            });
+        });
+}
+
+void Server::OnAccept(Listener &listener, tcp::socket socket) {
+    uint64_t open = stats_.connections_open.fetch_add(1, std::memory_order_acq_rel) + 1;
+    stats_.connections_total.fetch_add(1, std::memory_order_relaxed);
+    ConnectionStart(*this, std::move(socket), tls_.get());
+    if (open < limits_.max_connections) return Accept(listener);
+    KLOG(PLAT_LOG_WARN, "connection limit %u reached: accepting paused", limits_.max_connections);
+    listener.paused.store(true, std::memory_order_release);
+    // A connection may have closed before the pause was visible.
+    if (stats_.connections_open.load(std::memory_order_acquire) < limits_.max_connections) Resume(listener);
+}
+
+void Server::Resume(Listener &listener) {
+    bool paused = true;
+    if (!listener.paused.compare_exchange_strong(paused, false, std::memory_order_acq_rel)) return;
+    net::post(listener.acceptor.get_executor(), [this, &listener] {
+        if (!stopping()) Accept(listener);
+    });
+}
+
+void Server::ConnectionClosed() {
+    uint64_t open = stats_.connections_open.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (open >= limits_.max_connections || stopping()) return;
+    for (auto &listener : listeners_) {
+        if (listener->paused.load(std::memory_order_acquire)) Resume(*listener);
+    }
+}
+
+bool Server::EntryStart() {
+    in_entry_.fetch_add(1, std::memory_order_acq_rel);
+    if (!stopping()) return true;
+    in_entry_.fetch_sub(1, std::memory_order_acq_rel);
+    return false;
+}
+
+void Server::WaitEntries() {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limits_.stop_grace_ms);
+    while (in_entry_.load(std::memory_order_acquire) != 0 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(kStopPoll);
+    }
+    uint64_t left = in_entry_.load(std::memory_order_acquire);
+    if (left != 0) KLOG(PLAT_LOG_ERROR, "stop grace over with %llu entries still running", (unsigned long long)left);
+}
+
+uint32_t Server::Stop() {
+    std::lock_guard lock(mutex_);
+    if (!started_ || stopping()) return PLAT_OK;
+    stopping_.store(true, std::memory_order_release);
+    for (auto &listener : listeners_) {
+        net::post(listener->acceptor.get_executor(), [&listener] {
+            boost::system::error_code ignored;
+            listener->acceptor.close(ignored);
+            listener->retry.cancel();
+        });
+    }
+    WaitEntries();
+    gate_->DropQueued();
+    size_t left = loops_->Stop();
+    if (left != 0) {
+        // Their entries still use the loops: keep them, leaked, rather than free them under a running call.
+        KLOG(PLAT_LOG_ERROR, "server %s stopped with %zu threads left inside entries", name_.c_str(), left);
+        loops_.release();
+        return PLAT_OK;
+    }
+    listeners_.clear();
+    loops_.reset();  // destroys every connection still open
+    KLOG(PLAT_LOG_INFO, "server %s stopped", name_.c_str());
+    return PLAT_OK;
+}
+
+void Server::StatsRead(REST_STATS &out) const {
+    out.ulConnectionsOpen = stats_.connections_open.load(std::memory_order_relaxed);
+    out.ulConnectionsTotal = stats_.connections_total.load(std::memory_order_relaxed);
+    for (int i = 0; i < 6; ++i)
+        out.aulResponses[i] = stats_.responses[i].load(std::memory_order_relaxed);
+    out.ulBytesIn = stats_.bytes_in.load(std::memory_order_relaxed);
+    out.ulBytesOut = stats_.bytes_out.load(std::memory_order_relaxed);
+}
+
+}  // namespace kernel

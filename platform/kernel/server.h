@@ -1,0 +1,99 @@
+// One HTTP server: its endpoints, routes, TLS context, limits, loops and
+// counters. Created by REST_ServerCreate and never freed, so a handle stays
+// valid for the life of the process.
+#pragma once
+
+#include <atomic>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kernel/entry_gate.h"
+#include "kernel/limits.h"
+#include "kernel/loop_pool.h"
+#include "kernel/router.h"
+#include "plat_kernel.h"
+
+namespace kernel {
+
+struct ServerStats {
+    std::atomic<uint64_t> connections_open{0};
+    std::atomic<uint64_t> connections_total{0};
+    std::atomic<uint64_t> responses[6]{};
+    std::atomic<uint64_t> bytes_in{0};
+    std::atomic<uint64_t> bytes_out{0};
+};
+
+class Server {
+public:
+    static constexpr uint32_t kMagic = 0x52455354;  // "REST"
+    uint32_t magic = kMagic;
+
+    Server();
+    ~Server();
+
+    // Set-up, before Start.
+    uint32_t TlsEnable(const REST_SSL_PARAM &param);
+    uint32_t EndpointAdd(const REST_END_POINT &endpoint, uint32_t backlog);
+    uint32_t RouteAdd(const char *pattern, const Route &route);
+    void CatchAllSet(const Route &route);
+    void NameSet(const char *name);
+    void InstanceSet(const char *id);
+
+    uint32_t Start();
+    uint32_t Stop();
+    void StatsRead(REST_STATS &out) const;
+
+    // For connections.
+    const Limits &limits() const { return limits_; }
+    const Router &router() const { return router_; }
+    EntryGate &gate() { return *gate_; }
+    ServerStats &stats() { return stats_; }
+    bool stopping() const { return stopping_.load(std::memory_order_acquire); }
+    // Counts an entry call in; false once stopping (the entry must not run).
+    bool EntryStart();
+    void EntryDone() { in_entry_.fetch_sub(1, std::memory_order_acq_rel); }
+    void ConnectionClosed();
+
+private:
+    struct Listener;
+    struct EndpointSpec;
+    uint32_t ListenerOpen(const EndpointSpec &spec);
+    void Accept(Listener &listener);
+    void OnAccept(Listener &listener, boost::asio::ip::tcp::socket socket);
+    void Resume(Listener &listener);
+    void WaitEntries();
+
+    struct EndpointSpec {
+        bool v6;
+        uint16_t port;
+        std::string address;
+        uint32_t backlog;
+    };
+
+    std::mutex mutex_;  // set-up, start and stop
+    std::vector<EndpointSpec> endpoints_;
+    Router router_;
+    uint32_t highest_group_ = 0;
+    std::string name_;
+    std::string instance_;
+    std::shared_ptr<boost::asio::ssl::context> tls_;
+    Limits limits_{};
+    std::unique_ptr<LoopPool> loops_;
+    std::unique_ptr<EntryGate> gate_;
+    std::vector<std::unique_ptr<Listener>> listeners_;
+    ServerStats stats_;
+    std::atomic<bool> started_{false};
+    std::atomic<bool> stopping_{false};
+    std::atomic<uint64_t> in_entry_{0};
+};
+
+// Groups enabled process-wide by REST_GroupEnable.
+void GroupCountSet(uint32_t count);
+uint32_t GroupCount();
+
+}  // namespace kernel

@@ -1,0 +1,135 @@
+// Server operations: a thin C face over kernel::Server. Nothing escapes as
+// an exception; failures become a non-zero result with a log line.
+#include <new>
+
+#include "kernel/kernel_log.h"
+#include "kernel/server.h"
+
+using kernel::Route;
+using kernel::Server;
+
+namespace {
+
+Server *AsServer(REST_HANDLE handle) {
+    auto *server = static_cast<Server *>(handle);
+    if (server == nullptr || server->magic != Server::kMagic) return nullptr;
+    return server;
+}
+
+template <class Call>
+u32 Guarded(const char *what, Call call) {
+    try {
+        return call();
+    } catch (const std::exception &error) {
+        KLOG(PLAT_LOG_ERROR, "%s failed: %s", what, error.what());
+    } catch (...) {
+        KLOG(PLAT_LOG_ERROR, "%s failed", what);
+    }
+    return PLAT_ERR;
+}
+
+u32 RouteAdd(REST_HANDLE handle, const char *path, REST_ENTRY entry, void *user, u32 group) {
+    Server *server = AsServer(handle);
+    if (server == nullptr || path == nullptr || entry == nullptr) {
+        KLOG(PLAT_LOG_ERROR, "route refused: bad server, path or entry (%s)", path != nullptr ? path : "(null)");
+        return PLAT_ERR;
+    }
+    return Guarded("route add", [&] { return server->RouteAdd(path, Route{entry, user, group, {}}); });
+}
+
+}  // namespace
+
+extern "C" {
+
+PLAT_API u32 REST_ServerInit(void) {
+    return PLAT_OK;
+}
+
+PLAT_API REST_HANDLE REST_ServerCreate(u32 uiFlags) {
+    (void)uiFlags;
+    Server *server = new (std::nothrow) Server();
+    if (server == nullptr) KLOG(PLAT_LOG_ERROR, "server allocation failed");
+    return server;
+}
+
+PLAT_API u32 REST_ServerSSLEnable(REST_HANDLE hServer, const REST_SSL_PARAM *pstParam) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pstParam == nullptr) {
+        KLOG(PLAT_LOG_ERROR, "TLS enable refused: bad server or settings");
+        return PLAT_ERR;
+    }
+    return Guarded("TLS enable", [&] { return server->TlsEnable(*pstParam); });
+}
+
+PLAT_API u32 REST_EndPointBind(REST_HANDLE hServer, const REST_END_POINT *pstEndPoint, u32 uiBacklog, u32 uiFlags) {
+    (void)uiFlags;
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pstEndPoint == nullptr) {
+        KLOG(PLAT_LOG_ERROR, "endpoint refused: bad server or endpoint");
+        return PLAT_ERR;
+    }
+    return Guarded("endpoint bind", [&] { return server->EndpointAdd(*pstEndPoint, uiBacklog); });
+}
+
+PLAT_API u32 REST_GroupEnable(u32 uiCount) {
+    kernel::GroupCountSet(uiCount);
+    return PLAT_OK;
+}
+
+PLAT_API u32 REST_ServerGenFuncAdd(REST_HANDLE hServer, REST_ENTRY pfnEntry, void *pUser) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pfnEntry == nullptr) return PLAT_ERR;
+    return Guarded("catch-all add", [&] {
+        server->CatchAllSet(Route{pfnEntry, pUser, REST_GROUP_NONE, {}});
+        return PLAT_OK;
+    });
+}
+
+PLAT_API u32 REST_ServerSvcNameSet(REST_HANDLE hServer, const char *pcName) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pcName == nullptr) return PLAT_ERR;
+    return Guarded("service name set", [&] {
+        server->NameSet(pcName);
+        return PLAT_OK;
+    });
+}
+
+PLAT_API u32 REST_ServerInstIDSet(REST_HANDLE hServer, const char *pcInstId) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pcInstId == nullptr) return PLAT_ERR;
+    return Guarded("instance id set", [&] {
+        server->InstanceSet(pcInstId);
+        return PLAT_OK;
+    });
+}
+
+PLAT_API u32 REST_ServerBraceFuncAdd(REST_HANDLE hServer, const char *pcPath, REST_ENTRY pfnEntry, void *pUser) {
+    return RouteAdd(hServer, pcPath, pfnEntry, pUser, REST_GROUP_NONE);
+}
+
+PLAT_API u32 REST_ServerBraceFuncAddbyGroup(REST_HANDLE hServer, const char *pcPath, REST_ENTRY pfnEntry, void *pUser,
+                                            u32 uiGroup) {
+    return RouteAdd(hServer, pcPath, pfnEntry, pUser, uiGroup);
+}
+
+PLAT_API u32 REST_ServerStart(REST_HANDLE hServer, u32 uiWord) {
+    (void)uiWord;
+    Server *server = AsServer(hServer);
+    if (server == nullptr) return PLAT_ERR;
+    return Guarded("server start", [&] { return server->Start(); });
+}
+
+PLAT_API u32 REST_ServerStop(REST_HANDLE hServer) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr) return PLAT_ERR;
+    return Guarded("server stop", [&] { return server->Stop(); });
+}
+
+PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pstStats == nullptr) return PLAT_ERR;
+    server->StatsRead(*pstStats);
+    return PLAT_OK;
+}
+
+}  // extern "C"
