@@ -3,6 +3,7 @@
 #include "kernel/connection.h"
 
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
@@ -73,7 +74,10 @@ public:
     Connection(Server &server, StreamArgs &&...args)
         : server_(server), limits_(server.limits()), stream_(std::forward<StreamArgs>(args)...) {}
 
-    ~Connection() { server_.ConnectionClosed(); }
+    ~Connection() {
+        if (answering_) server_.AnswerDone();
+        server_.ConnectionClosed();
+    }
 
     void Start() {
         if constexpr (kTls) {
@@ -116,13 +120,25 @@ private:
         parser_.emplace();
         parser_->header_limit(limits_.header_limit);
         parser_->body_limit(limits_.body_limit);
-        Lowest().expires_after(Ms(limits_.header_timeout_ms));
+        // Its own timer rather than the stream's expiry, which would close the
+        // socket before the 408 could be written.
+        Lowest().expires_never();
+        header_late_ = false;
+        header_timer_.expires_after(Ms(limits_.header_timeout_ms));
+        header_timer_.async_wait([self = this->shared_from_this()](beast::error_code ec) {
+            if (ec) return;
+            self->header_late_ = true;
+            beast::error_code ignored;
+            self->Lowest().socket().cancel(ignored);
+        });
         http::async_read_header(
             stream_, buffer_, *parser_,
             [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnHeader(ec, bytes); });
     }
 
     void OnHeader(beast::error_code ec, size_t bytes) {
+        header_timer_.cancel();
+        if (ec && header_late_) return Refuse(408, "Request Timeout");
         if (ec) return Fail(ec);
         server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
         const HttpRequest &message = parser_->get();
@@ -208,8 +224,8 @@ private:
         }
         monitor::EntryEnd();
         LoopPool::EntryEnd();
-        server_.EntryDone();
         server_.gate().Leave(pool_);
+        answering_ = true;
         EntryFinish();
         Write();
     }
@@ -238,6 +254,8 @@ private:
 
     void OnWrite(beast::error_code ec, size_t bytes) {
         server_.stats().bytes_out.fetch_add(bytes, std::memory_order_relaxed);
+        if (answering_) server_.AnswerDone();
+        answering_ = false;
         if (ec) return;
         if (!keep_alive_) return Close();
         WaitRequest();
@@ -263,11 +281,14 @@ private:
     Server &server_;
     const Limits &limits_;
     Stream stream_;
+    net::steady_timer header_timer_{stream_.get_executor()};
+    bool header_late_ = false;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::string_body>> parser_;
     Request request_;
     std::string out_;
     bool keep_alive_ = false;
+    bool answering_ = false;  // an entry ran: the server counts this answer until it is written
     uint32_t pool_ = 0;
 };
 

@@ -125,8 +125,11 @@ uint32_t Server::Start() {
     if (started_) return PLAT_ERR;
     limits_ = LimitsLoad();
     uint32_t groups = std::max(GroupCount(), highest_group_);
-    loops_ = std::make_unique<LoopPool>(limits_.io_threads, limits_.workers + groups * limits_.group_workers);
-    gate_ = std::make_unique<EntryGate>(limits_.workers, limits_.group_workers, groups, limits_.queue_depth);
+    // "workers" entries of the default group may block while every loop
+    // thread still runs entries in place; spares cover every slot that blocks.
+    uint32_t default_slots = limits_.workers + limits_.io_threads;
+    loops_ = std::make_unique<LoopPool>(limits_.io_threads, default_slots + groups * limits_.group_workers);
+    gate_ = std::make_unique<EntryGate>(default_slots, limits_.group_workers, groups, limits_.queue_depth);
     for (const EndpointSpec &spec : endpoints_)
         ListenerOpen(spec);
     if (listeners_.empty()) {

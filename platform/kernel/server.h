@@ -54,9 +54,10 @@ public:
     EntryGate &gate() { return *gate_; }
     ServerStats &stats() { return stats_; }
     bool stopping() const { return stopping_.load(std::memory_order_acquire); }
-    // Counts an entry call in; false once stopping (the entry must not run).
+    // Counts a request in from its entry call until its answer is written;
+    // false once stopping (the entry must not run).
     bool EntryStart();
-    void EntryDone() { in_entry_.fetch_sub(1, std::memory_order_acq_rel); }
+    void AnswerDone() { in_entry_.fetch_sub(1, std::memory_order_acq_rel); }
     void ConnectionClosed();
 
 private:
