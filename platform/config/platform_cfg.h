@@ -43,10 +43,6 @@ struct PlatformCfg {
 NodeCfg NodeCfgGet();
 RestCfg RestCfgGet();
 
-}  // namespace plat
-
-namespace plat {
-
 // Makes cfg the current configuration (kernel and security records included).
 void PlatformCfgReplace(const PlatformCfg &cfg);
 

@@ -28,10 +28,6 @@ struct ParsedCfg {
 // false with error naming the offending member.
 bool PlatformCfgParse(const char *text, ParsedCfg &out, std::string &error);
 
-}  // namespace plat
-
-namespace plat {
-
 // Fills the exported globals, opens the log and makes cfg current.
 u32 PlatformCfgApply(const ParsedCfg &cfg, std::string &error);
 
