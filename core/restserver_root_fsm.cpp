@@ -1,0 +1,56 @@
+// The start-up state machine: one row per state 0..4, column 0 after a
+// phase succeeded, column 1 after it failed. Every phase sets its own state
+// on entry, so the next row is the state the previous phase left.
+#include "core/restserver_core.h"
+#include "core/restserver_log.h"
+
+extern "C" RS_API const RS_FSM_ENTRY g_astRsFsm[RS_FSM_ROWS][RS_FSM_COLS] = {
+    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_IDLE
+    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_PARSING
+    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_LOADING
+    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_REGISTERING
+    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_STARTING
+};
+
+// Request threads read the state without a lock.
+extern "C" RS_API u32 RsStateGet(RS_INSTANCE *pstInst) {
+    return __atomic_load_n(&pstInst->uiState, __ATOMIC_RELAXED);
+}
+
+extern "C" RS_API void RsStateSet(RS_INSTANCE *pstInst, u32 uiState) {
+    __atomic_store_n(&pstInst->uiState, uiState, __ATOMIC_RELAXED);
+}
+
+extern "C" RS_API u32 RsOnListening(RS_INSTANCE *pstInst) {
+    RsStateSet(pstInst, RS_STATE_LISTENING);
+    return RS_OK;
+}
+
+extern "C" RS_API u32 RsStartupErr(RS_INSTANCE *pstInst) {
+    RsStateSet(pstInst, RS_STATE_FAILED);
+    return RS_OK;
+}
+
+extern "C" RS_API u32 RsFsmTrigger(RS_INSTANCE *pstInst) {
+    u32 uiRet = RS_OK;
+    for (u32 uiState = RsStateGet(pstInst); uiState < RS_STATE_LISTENING; uiState = RsStateGet(pstInst)) {
+        const RS_FSM_ENTRY &stCell = g_astRsFsm[uiState][uiRet == RS_OK ? 0 : 1];
+        uiRet = stCell.pfnProc(pstInst);
+    }
+    return uiRet;
+}
+
+// Returns 0 whatever the machine ends in; the host reads the state.
+extern "C" RS_API u32 RESTSERVER_InstStart(RS_INSTANCE *pstInst) {
+    if (pstInst == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "Inst is null, abort.");
+        return RS_ERR;
+    }
+    if (pstInst->uiMagic != RS_INST_MAGIC) RS_ASSERT(0);
+    if (RsStateGet(pstInst) != RS_STATE_IDLE) {
+        RS_LOG(RS_LOG_ERROR, "RestServer(inst:%d) is running, abort.", pstInst->ucInstId);
+        return RS_ERR;
+    }
+    (void)RsFsmTrigger(pstInst);
+    return RS_OK;
+}

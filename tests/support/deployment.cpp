@@ -1,0 +1,48 @@
+#include "deployment.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace rstest {
+
+Deployment::Deployment() {
+    std::string pattern = (fs::temp_directory_path() / "rs-deploy-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    root_ = pattern;
+    for (const char *dir : {"bin", "lib", "conf", "data", "var/log"})
+        fs::create_directories(Path(dir));
+    previous_cwd_ = fs::current_path().string();
+    fs::current_path(Path("bin"));
+}
+
+Deployment::~Deployment() {
+    std::error_code ignored;
+    fs::current_path(previous_cwd_, ignored);
+    fs::remove_all(root_, ignored);
+}
+
+std::string Deployment::Path(const std::string &relative) const {
+    return root_ + "/" + relative;
+}
+
+void Deployment::Write(const std::string &relative, const std::string &text) const {
+    fs::path target = Path(relative);
+    fs::create_directories(target.parent_path());
+    std::ofstream out(target, std::ios::binary | std::ios::trunc);
+    out << text;
+    if (!out) throw std::runtime_error("cannot write " + target.string());
+}
+
+void Deployment::Copy(const std::string &source, const std::string &relative) const {
+    fs::path target = Path(relative);
+    fs::create_directories(target.parent_path());
+    fs::copy_file(source, target, fs::copy_options::overwrite_existing);
+}
+
+}  // namespace rstest
