@@ -125,6 +125,8 @@ RS_API u32 RsAuthRightConfigLoad(void);
 RS_API u32 RsAuthPolicyConfigLoad(void);
 
 RS_API void AddItemToAuthConfigTrie(char *pcRule);
+/* Releases every rule; the system never does, tools and tests start afresh with it. */
+RS_API void RsAuthConfigTrieClear(void);
 RS_API u32 UrlParamHolderCheck(const char *pcSegment);
 RS_API RsAuthConfigTrieNode *InsertAuthConfigChildren(const char *pcName, RsAuthConfigTrieNode **ppstChildren);
 

@@ -37,7 +37,26 @@ void MakeLeaf(RsAuthConfigTrieNode *pstNode) {
     free(pcExpr);
 }
 
+void FreeSubtree(RsAuthConfigTrieNode *pstNode) {
+    while (pstNode != nullptr) {
+        RsAuthConfigTrieNode *pstNext = pstNode->next;
+        FreeSubtree(pstNode->children);
+        RsExprTreeFree(pstNode->expressionTree);
+        RsExprTokenListFree(pstNode->tokenList);
+        free(pstNode->name);
+        free(pstNode);
+        pstNode = pstNext;
+    }
+}
+
 }  // namespace
+
+extern "C" RS_API void RsAuthConfigTrieClear(void) {
+    RsAuthRulesWriteLock();
+    FreeSubtree(g_AuthConfigTrieRoot.children);
+    g_AuthConfigTrieRoot = RsAuthConfigTrieNode{};
+    RsAuthRulesUnlock();
+}
 
 extern "C" RS_API u32 UrlParamHolderCheck(const char *pcSegment) {
     if (pcSegment == nullptr) return 0;
