@@ -1,15 +1,16 @@
 // The start-up state machine: one row per state 0..4, column 0 after a
 // phase succeeded, column 1 after it failed. Every phase sets its own state
 // on entry, so the next row is the state the previous phase left.
+#include "config/restserver_cfg.h"
 #include "core/restserver_core.h"
 #include "core/restserver_log.h"
 
 extern "C" RS_API const RS_FSM_ENTRY g_astRsFsm[RS_FSM_ROWS][RS_FSM_COLS] = {
-    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_IDLE
-    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_PARSING
-    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_LOADING
-    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_REGISTERING
-    {{0, RsOnListening}, {1, RsStartupErr}},  // RS_STATE_STARTING
+    {{0, RsConfParser}, {1, RsStartupErr}},    // RS_STATE_IDLE
+    {{0, RsConfLoad}, {1, RsStartupErr}},      // RS_STATE_PARSING
+    {{0, RsConfRegister}, {1, RsStartupErr}},  // RS_STATE_LOADING
+    {{0, RsOnListening}, {1, RsStartupErr}},   // RS_STATE_REGISTERING
+    {{0, RsOnListening}, {1, RsStartupErr}},   // RS_STATE_STARTING
 };
 
 // Request threads read the state without a lock.

@@ -148,12 +148,6 @@ TEST(FsmTable, FailureColumnEndsInTheFailedState) {
     EXPECT_EQ(g_astRsFsm[RS_STATE_STARTING][0].pfnProc, &RsOnListening);
 }
 
-TEST_F(Root, StartRunsTheMachineToListening) {
-    RS_INSTANCE *inst = RsRootInstanceGet(Make());
-    EXPECT_EQ(RESTSERVER_InstStart(inst), 0u);
-    EXPECT_EQ(RsStateGet(inst), RS_STATE_LISTENING);
-}
-
 TEST_F(Root, DestroyLeavesTheIdleStateAndAFreeSlot) {
     u8 id = Make();
     RS_INSTANCE *inst = Take(id);
