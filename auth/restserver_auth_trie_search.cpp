@@ -17,11 +17,19 @@ bool SameText(const RsKeySegment &stLeft, const RsKeySegment &stRight) {
     return stLeft.uiLen == stRight.uiLen && memcmp(stLeft.pcText, stRight.pcText, stLeft.uiLen) == 0;
 }
 
+// Inline rather than a library call: sibling lists are walked on every request
+// and most names differ within their first few bytes. A shorter name stops at
+// its NUL, which no segment byte equals.
+bool NameIs(const char *pcName, const RsKeySegment &stSegment) {
+    for (u32 uiIdx = 0; uiIdx < stSegment.uiLen; ++uiIdx) {
+        if (pcName[uiIdx] != stSegment.pcText[uiIdx]) return false;
+    }
+    return pcName[stSegment.uiLen] == '\0';
+}
+
 RsAuthConfigTrieNode *FindSibling(RsAuthConfigTrieNode *pstFirst, const RsKeySegment &stName) {
     for (RsAuthConfigTrieNode *pstNode = pstFirst; pstNode != nullptr; pstNode = pstNode->next) {
-        if (strncmp(pstNode->name, stName.pcText, stName.uiLen) == 0 && pstNode->name[stName.uiLen] == '\0') {
-            return pstNode;
-        }
+        if (NameIs(pstNode->name, stName)) return pstNode;
     }
     return nullptr;
 }
