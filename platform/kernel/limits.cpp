@@ -1,6 +1,8 @@
 // Engine limits: platform settings over safe defaults.
 #include "kernel/limits.h"
 
+#include <sched.h>
+
 #include <thread>
 
 #include "plat_config.h"
@@ -13,7 +15,10 @@ uint32_t Or(uint32_t value, uint32_t fallback) {
     return value != 0 ? value : fallback;
 }
 
+// Cores this process may run on: a process pinned to one core gets one loop.
 uint32_t CoreCount() {
+    cpu_set_t allowed;
+    if (sched_getaffinity(0, sizeof(allowed), &allowed) == 0 && CPU_COUNT(&allowed) > 0) return CPU_COUNT(&allowed);
     unsigned cores = std::thread::hardware_concurrency();
     return cores != 0 ? cores : 1;
 }

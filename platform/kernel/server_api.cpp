@@ -1,6 +1,8 @@
 // Server operations: a thin C face over kernel::Server. Nothing escapes as
 // an exception; failures become a non-zero result with a log line.
-#include <new>
+#include <memory>
+#include <mutex>
+#include <vector>
 
 #include "kernel/kernel_log.h"
 #include "kernel/server.h"
@@ -16,8 +18,8 @@ Server *AsServer(REST_HANDLE handle) {
     return server;
 }
 
-template <class Call>
-u32 Guarded(const char *what, Call call) {
+template <class Call, class Result = u32>
+Result Guarded(const char *what, Call call, Result failed = PLAT_ERR) {
     try {
         return call();
     } catch (const std::exception &error) {
@@ -25,7 +27,17 @@ u32 Guarded(const char *what, Call call) {
     } catch (...) {
         KLOG(PLAT_LOG_ERROR, "%s failed", what);
     }
-    return PLAT_ERR;
+    return failed;
+}
+
+// Servers live as long as the process, so a handle never dangles, even in
+// an entry still running after its server stopped.
+REST_HANDLE ServerKeep(std::unique_ptr<Server> server) {
+    static std::mutex mutex;
+    static auto *servers = new std::vector<std::unique_ptr<Server>>();
+    std::lock_guard lock(mutex);
+    servers->push_back(std::move(server));
+    return servers->back().get();
 }
 
 u32 RouteAdd(REST_HANDLE handle, const char *path, REST_ENTRY entry, void *user, u32 group) {
@@ -47,9 +59,8 @@ PLAT_API u32 REST_ServerInit(void) {
 
 PLAT_API REST_HANDLE REST_ServerCreate(u32 uiFlags) {
     (void)uiFlags;
-    Server *server = new (std::nothrow) Server();
-    if (server == nullptr) KLOG(PLAT_LOG_ERROR, "server allocation failed");
-    return server;
+    return Guarded(
+        "server create", [] { return ServerKeep(std::make_unique<Server>()); }, REST_HANDLE{nullptr});
 }
 
 PLAT_API u32 REST_ServerSSLEnable(REST_HANDLE hServer, const REST_SSL_PARAM *pstParam) {
