@@ -76,14 +76,6 @@ TEST_F(ConfModel, TextFieldsAreCutAtTheirLimits) {
     RsConfDomainAddHandler(domain, handler);
 }
 
-TEST_F(ConfModel, AccessorsToleranceOfNullHandlers) {
-    RsConfHandlerSetModule(nullptr, nullptr);
-    RsConfHandlerSetHandler(nullptr, nullptr);
-    EXPECT_EQ(RsConfHandlerGetModule(nullptr), nullptr);
-    EXPECT_EQ(RsConfModuleFind(), nullptr);
-    EXPECT_EQ(RsConfAuthFind(), nullptr);
-}
-
 u32 Record(void *record, void *arg) {
     static_cast<std::vector<void *> *>(arg)->push_back(record);
     return 0;

@@ -137,17 +137,6 @@ TEST_F(Root, MachineStopsAtTheFinalStates) {
     }
 }
 
-TEST(FsmTable, FailureColumnEndsInTheFailedState) {
-    for (u32 row = 0; row < RS_FSM_ROWS; ++row) {
-        for (u32 col = 0; col < RS_FSM_COLS; ++col) {
-            EXPECT_EQ(g_astRsFsm[row][col].uiResult, col);
-            ASSERT_NE(g_astRsFsm[row][col].pfnProc, nullptr);
-        }
-        EXPECT_EQ(g_astRsFsm[row][1].pfnProc, &RsStartupErr) << "row " << row;
-    }
-    EXPECT_EQ(g_astRsFsm[RS_STATE_STARTING][0].pfnProc, &RsOnListening);
-}
-
 TEST_F(Root, DestroyLeavesTheIdleStateAndAFreeSlot) {
     u8 id = Make();
     RS_INSTANCE *inst = Take(id);
