@@ -1,7 +1,11 @@
 // Event loops with spare threads lent to loops whose thread is held by an entry.
 #include "kernel/loop_pool.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 
 #include "kernel/kernel_log.h"
 
@@ -11,8 +15,24 @@ namespace net = boost::asio;
 
 namespace {
 
-constexpr auto kWatchPeriod = std::chrono::microseconds(500);
-constexpr int64_t kParkedAfterNs = 1000000;  // an entry this old holds its thread
+constexpr auto kWatchPeriod = std::chrono::milliseconds(1);
+constexpr int64_t kParkedAfterNs = 1000000;       // a sleeping entry this old holds its thread
+constexpr int64_t kBusyParkedAfterNs = 50000000;  // a running one only after this long
+
+// True when the thread is waiting rather than running or runnable: an entry
+// merely preempted on a busy machine must not pull in another thread.
+bool ThreadSleeping(pid_t tid) {
+    char path[64];
+    snprintf(path, sizeof(path), "/proc/self/task/%d/stat", static_cast<int>(tid));
+    FILE *file = fopen(path, "r");
+    if (file == nullptr) return true;
+    char line[512];
+    size_t n = fread(line, 1, sizeof(line) - 1, file);
+    fclose(file);
+    line[n] = '\0';
+    const char *end = strrchr(line, ')');
+    return end == nullptr || end[1] == '\0' || end[2] != 'R';
+}
 
 int64_t NowNs() {
     using namespace std::chrono;
@@ -32,6 +52,7 @@ struct LoopPool::Runner {
     std::thread thread;
     std::atomic<Loop *> loop{nullptr};    // the loop it runs; null for an idle spare
     std::atomic<int64_t> entry_since{0};  // 0: not in an entry
+    std::atomic<pid_t> tid{0};
     bool primary = false;
 };
 
@@ -79,6 +100,7 @@ void LoopPool::EntryEnd() {
 }
 
 void LoopPool::RunPrimary(Runner *runner) {
+    runner->tid = gettid();
     Loop &loop = *runner->loop;
     tl_entry_since = &runner->entry_since;
     tl_in_entry = &loop.in_entry;
@@ -99,6 +121,7 @@ bool LoopPool::ShouldReturn(Loop &loop) {
 }
 
 void LoopPool::RunSpare(Runner *runner) {
+    runner->tid = gettid();
     tl_entry_since = &runner->entry_since;
     std::unique_lock lock(mutex_);
     while (!stopping_) {
@@ -155,7 +178,8 @@ void LoopPool::Watch() {
             int parked = 0;
             for (auto &runner : runners_) {
                 int64_t since = runner->entry_since.load(std::memory_order_relaxed);
-                if (runner->loop.load() == loop.get() && since != 0 && now - since > kParkedAfterNs) ++parked;
+                if (runner->loop.load() != loop.get() || since == 0 || now - since <= kParkedAfterNs) continue;
+                if (now - since > kBusyParkedAfterNs || ThreadSleeping(runner->tid.load())) ++parked;
             }
             if (loop->threads.load(std::memory_order_acquire) - parked < 1) Lend(*loop);
         }
