@@ -36,7 +36,7 @@ bool EnterDeployment(const std::string &root) {
 
 int Serve(const host::HostOptions &options, const sigset_t &stop_signals) {
     if (PLAT_Init() != PLAT_OK) {
-        std::fprintf(stderr, "restserver-host: ../conf/platform.json refused: %s\n", PLAT_LastError());
+        std::fprintf(stderr, "restserver-host: cannot start: %s\n", PLAT_LastError());
         return kExitNotServing;
     }
     if (RESTSERVER_GlobalInit() != 0) {
