@@ -98,9 +98,9 @@ ratios() {  # kind: per-round ratio engine/nginx of rps and p99, then medians
     paste <(awk -v k="engine-$kind" '$1 == k {print $2, $4}' "$WORK/results") \
           <(awk -v k="nginx-$kind" '$1 == k {print $2, $4}' "$WORK/results") |
         awk '{ printf "%.3f %.3f\n", $1 / $3, ($4 > 0 ? $2 / $4 : 0) }' >"$WORK/ratios-$kind"
-    printf '%-6s median rps ratio to nginx: %s   median p99 ratio: %s   (rounds: %s)\n' "$kind" \
+    printf '%-6s median rps ratio to nginx: %s   median p99 ratio: %s   (per round rps/p99: %s)\n' "$kind" \
         "$(cut -d' ' -f1 "$WORK/ratios-$kind" | median)" "$(cut -d' ' -f2 "$WORK/ratios-$kind" | median)" \
-        "$(tr '\n' ' ' <"$WORK/ratios-$kind" | sed 's/ $//')"
+        "$(awk '{ printf "%s%s/%s", (NR > 1 ? " " : ""), $1, $2 }' "$WORK/ratios-$kind")"
 }
 
 idle_connections() {  # port pid: RSS after holding 1,000 idle keep-alive connections
