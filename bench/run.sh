@@ -117,11 +117,15 @@ PY
     local holder=$!
     sleep 2.5
     echo "engine peak RSS with 1,000 idle connections: $(peak_rss "$2") KiB"
-    wait "$holder"
+    wait "$holder" || true
 }
 
 blocked_latency() {  # port: time of a request while 64 entries block
-    for _ in $(seq 1 64); do curl -s -o /dev/null --max-time 10 "http://127.0.0.1:$1/block" & done
+    local blockers=()
+    for _ in $(seq 1 64); do
+        curl -s -o /dev/null --max-time 10 "http://127.0.0.1:$1/block" &
+        blockers+=($!)
+    done
     sleep 1
     local worst=0 t
     for _ in $(seq 1 20); do
@@ -129,7 +133,7 @@ blocked_latency() {  # port: time of a request while 64 entries block
         worst=$(awk -v a="$worst" -v b="$t" 'BEGIN { print (b > a ? b : a) }')
     done
     echo "with 64 entries blocked, slowest of 20 requests on other connections: $(awk -v t="$worst" 'BEGIN { printf "%.1f", t * 1000 }') ms"
-    wait
+    wait "${blockers[@]}" || true
 }
 
 need_tools
