@@ -13,6 +13,7 @@
 #include "plat_json.h"
 #include "plat_types.h"
 #include "restserver_export.h"
+#include "restserver_handler.h"
 
 RS_BEGIN_DECLS
 
@@ -145,6 +146,11 @@ RS_API u32 RsAuthAccessCheckTest(void);
 RS_API void RsAuthRulesReadLock(void);
 RS_API void RsAuthRulesWriteLock(void);
 RS_API void RsAuthRulesUnlock(void);
+
+/* The filter every request passes before its handler: 0 lets it through. */
+RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse, u32 uiMethod);
+/* Answers 403 "The request is Forbidden.". */
+RS_API void RsSetAuthResponseCode(RS_RESPONSE *pstResponse);
 
 RS_END_DECLS
 

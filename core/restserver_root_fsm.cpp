@@ -4,12 +4,13 @@
 #include "config/restserver_cfg.h"
 #include "core/restserver_core.h"
 #include "core/restserver_log.h"
+#include "web/restserver_web.h"
 
 extern "C" RS_API const RS_FSM_ENTRY g_astRsFsm[RS_FSM_ROWS][RS_FSM_COLS] = {
     {{0, RsConfParser}, {1, RsStartupErr}},    // RS_STATE_IDLE
     {{0, RsConfLoad}, {1, RsStartupErr}},      // RS_STATE_PARSING
     {{0, RsConfRegister}, {1, RsStartupErr}},  // RS_STATE_LOADING
-    {{0, RsOnListening}, {1, RsStartupErr}},   // RS_STATE_REGISTERING
+    {{0, RsStartListen}, {1, RsStartupErr}},   // RS_STATE_REGISTERING
     {{0, RsOnListening}, {1, RsStartupErr}},   // RS_STATE_STARTING
 };
 

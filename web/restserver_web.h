@@ -1,21 +1,72 @@
 /*
  * Web environment, internal interface: one per instance, made with the
- * instance and torn down with it.
+ * instance and torn down with it. It ties the instance to its kernel server,
+ * keeps the live sessions in a tree keyed by session id and gives every
+ * registered URL a handler context.
  */
 #ifndef RESTSERVER_WEB_H
 #define RESTSERVER_WEB_H
 
+#include <pthread.h>
+#include <semaphore.h>
+
 #include "core/restserver_core.h"
+#include "core/restserver_list.h"
+#include "plat_os.h"
 #include "restserver_handler.h"
 
 RS_BEGIN_DECLS
 
 #define RS_WEB_MAGIC 0xADADADA3u
+/* First argument of DMS_MsgFree for messages queued on a session. */
+#define RS_SESSION_MSG_OWNER 0x80D60001u
+
+typedef struct RS_KERNEL_SERVER RS_KERNEL_SERVER;
 
 struct RS_WEB_ENV {
     u32 uiMagic;
     RS_INSTANCE *pstInst;
+    RS_KERNEL_SERVER *pstKernel; /* null when the kernel bring-up failed */
+    pthread_rwlock_t stLock;     /* guards usSessionSeq and stSessions */
+    u16 usSessionSeq;
     u8 ucInstId;
+    VOS_AVL3_TREE stSessions;
+    VOS_AVL3_TREE_INFO stSessionTreeInfo;
+    RS_LIST_NODE stContextList; /* handler contexts, released at teardown */
+};
+
+/* One per registered URL; the kernel hands it back with every request of that URL. */
+typedef struct RS_HANDLER_CONTEXT {
+    const char *pcUrl; /* the configuration's text, not copied */
+    u32 uiGroupId;
+    RS_WEB_ENV *pstWebEnv;
+    RS_HANDLER_FUNC pfnHandler;
+    void *pCallback;     /* the handler's own; never read by the system */
+    RS_LIST_NODE stNode; /* in the environment's list, released at teardown */
+} RS_HANDLER_CONTEXT;
+
+/* Where another thread hands a response message to the session's waiting handler. */
+typedef struct {
+    RS_LIST_NODE stMsgList;
+    u32 uiSessionId;
+    sem_t stSem;
+    pthread_rwlock_t stLock; /* guards stMsgList */
+} RS_SESSION_SEM;
+
+/* A node of the response message list. */
+typedef struct {
+    RS_LIST_NODE stNode;
+    void *pMsg;
+} RS_SESSION_MSG;
+
+/* One request in flight. */
+struct RS_SESSION {
+    VOS_AVL3_NODE stTreeNode; /* first: the tree's node offset is 0 */
+    RS_REQUEST *pstRequest;
+    RS_RESPONSE *pstResponse;
+    RS_HANDLER_CONTEXT *pstHandlerContext;
+    RS_SESSION_SEM stSem;
+    u32 uiSessionId;
 };
 
 RS_API RS_WEB_ENV *RsWebEnvInit(RS_INSTANCE *pstInst, u32 uiInstId);
@@ -29,25 +80,20 @@ RS_API u32 RsGroupEnable(RS_WEB_ENV *pstWebEnv, u32 uiGroupCount);
 RS_API void RsAuthEnable(RS_WEB_ENV *pstWebEnv, struct RS_META_AUTH *pstAuth);
 RS_API void RsHandlerEnable(RS_WEB_ENV *pstWebEnv, u32 uiGroupId, const char *pcUrl, RS_HANDLER_FUNC pfnHandler);
 
-/* Calls received by the enable operations, in order, until the kernel side takes them over. */
-typedef enum {
-    RS_WEB_ENABLE_DOMAIN,
-    RS_WEB_ENABLE_GROUP,
-    RS_WEB_ENABLE_AUTH,
-    RS_WEB_ENABLE_HANDLER
-} RS_WEB_ENABLE_KIND;
+RS_API u32 RsStartListen(RS_INSTANCE *pstInst);
+RS_API u32 RsCheckAbort(RS_WEB_ENV *pstWebEnv);
+RS_API RS_HANDLER_CONTEXT *RsCallbackReg(RS_SESSION *pstSession, void *pCallback);
+RS_API RS_WEB_ENV *RsWebInstanceGet(u32 uiInstId);
+RS_API RS_WEB_ENV *RsWebInstanceGetBySessionId(u32 uiSessionId);
 
-typedef struct {
-    RS_WEB_ENABLE_KIND enKind;
-    RS_WEB_ENV *pstWebEnv;
-    const char *pcText;  /* host or URL, as given (not copied) */
-    const char *pcPort;  /* port, as given */
-    u32 uiValue;         /* group count or group id */
-    const void *pObject; /* auth entry or handler function */
-} RS_WEB_ENABLE_CALL;
-
-RS_API u32 RsWebEnableCallCount(void);
-RS_API const RS_WEB_ENABLE_CALL *RsWebEnableCallGet(u32 uiIndex);
+/* Sessions. */
+RS_API u32 RsSessionIdGen(RS_WEB_ENV *pstWebEnv);
+RS_API s32 RsSessionIdCompare(const void *pKeyA, const void *pKeyB);
+RS_API RS_SESSION *RsSessionMake(RS_WEB_ENV *pstWebEnv, RS_HANDLER_CONTEXT *pstContext, void *pReqHandle,
+                                 void *pRspHandle);
+RS_API RS_SESSION *RsSessionFind(u32 uiSessionId);
+RS_API void RsSessionDestroy(RS_WEB_ENV *pstWebEnv, RS_SESSION *pstSession);
+RS_API RS_SESSION *RsSessionGet(const void *pObject);
 
 RS_END_DECLS
 

@@ -76,12 +76,14 @@ TEST_F(LoadRegister, MissingSharedObjectLeavesItsHandlersWithoutFunctions) {
     EXPECT_EQ(log_->Count("HandlerLoad error, because so-handle is null. So path:../lib/libnothere.so", RS_LOG_ERROR),
               2u);
     auto calls = Calls();
-    ASSERT_EQ(calls.size(), 5u);
-    EXPECT_EQ(calls[0].enKind, RS_WEB_ENABLE_DOMAIN);
-    for (size_t i = 3; i < 5; ++i) {
-        EXPECT_EQ(calls[i].enKind, RS_WEB_ENABLE_HANDLER);
-        EXPECT_EQ(calls[i].pObject, nullptr);
-    }
+    ASSERT_EQ(calls.size(), 5u) << Dump();
+    EXPECT_EQ(calls[0], "RsKernelDomainBind, ip:127.0.0.1, port:8443");
+    EXPECT_EQ(calls[1], "RsKernelGroupEnable, groupNum:2");
+    EXPECT_EQ(calls[2].rfind("RsKernelAuthEnable, Cfg is: ", 0), 0u);
+    EXPECT_EQ(calls[3].rfind("Reg hanlder, group:1, url:a, handler:", 0), 0u);
+    EXPECT_EQ(calls[4].rfind("Reg hanlder, group:-1, url:b, handler:", 0), 0u);
+    EXPECT_EQ(log_->Count("Reg hanlder fail, handler is null. Url:a", RS_LOG_ERROR), 1u);
+    EXPECT_EQ(log_->Count("Reg hanlder fail, handler is null. Url:b", RS_LOG_ERROR), 1u);
 }
 
 TEST_F(LoadRegister, MissingSymbolAndMissingModuleAreReportedPerHandler) {
@@ -112,23 +114,18 @@ TEST_F(LoadRegister, RegistrationFollowsFileOrderWithGroupsAndTls) {
     ASSERT_EQ(handlers.size(), 3u);
 
     auto calls = Calls();
-    ASSERT_EQ(calls.size(), 6u);
-    for (const auto &call : calls)
-        EXPECT_EQ(call.pstWebEnv, inst_->pstWebEnv);
-    EXPECT_EQ(calls[0].enKind, RS_WEB_ENABLE_DOMAIN);
-    EXPECT_STREQ(calls[0].pcText, "127.0.0.1");
-    EXPECT_STREQ(calls[0].pcPort, "8443");
-    EXPECT_EQ(calls[1].enKind, RS_WEB_ENABLE_GROUP);
-    EXPECT_EQ(calls[1].uiValue, 3u);
-    EXPECT_EQ(calls[2].enKind, RS_WEB_ENABLE_AUTH);
-    EXPECT_EQ(calls[2].pObject, auth);
-    const u32 groups[] = {2, RS_GROUP_NONE, 0};
+    ASSERT_EQ(calls.size(), 6u) << Dump();
+    EXPECT_EQ(calls[0], "RsKernelDomainBind, ip:127.0.0.1, port:8443");
+    EXPECT_EQ(calls[1], "RsKernelGroupEnable, groupNum:3");
+    EXPECT_EQ(calls[2].rfind("RsKernelAuthEnable, Cfg is: ", 0), 0u);
+    EXPECT_EQ(log_->Count("free Microservice RestCfg ok.", RS_LOG_INFO), 1u);
+    ASSERT_NE(auth, nullptr);
+    EXPECT_EQ(auth->pstMsRestCfg, nullptr) << "the web side releases the TLS record";
+    const char *const groups[] = {"2", "-1", "0"};
     for (size_t i = 0; i < 3; ++i) {
-        const auto &call = calls[3 + i];
-        EXPECT_EQ(call.enKind, RS_WEB_ENABLE_HANDLER);
-        EXPECT_EQ(call.pcText, RsConfHandlerGetUrl(handlers[i])) << "the URL is the record's own text";
-        EXPECT_EQ(call.uiValue, groups[i]);
-        EXPECT_EQ(call.pObject, reinterpret_cast<const void *>(RsConfHandlerGetHandler(handlers[i])));
+        std::string fn = Pointer(reinterpret_cast<const void *>(RsConfHandlerGetHandler(handlers[i])));
+        EXPECT_EQ(calls[3 + i], std::string("Reg hanlder, group:") + groups[i] +
+                                    ", url:" + RsConfHandlerGetUrl(handlers[i]) + ", handler:" + fn);
     }
 
     std::vector<std::string> registered;
@@ -150,10 +147,10 @@ TEST_F(LoadRegister, NoGroupsMeansNoGroupDeclaration) {
     deployment_.Write(kBusinessCfg, "load ../lib/libplain_handler.so\nurl v PlainVersionGet -1\n");
     EXPECT_EQ(RESTSERVER_InstStart(inst_), 0u);
     auto calls = Calls();
-    ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[0].enKind, RS_WEB_ENABLE_DOMAIN);
-    EXPECT_EQ(calls[1].enKind, RS_WEB_ENABLE_AUTH);
-    EXPECT_EQ(calls[2].enKind, RS_WEB_ENABLE_HANDLER);
+    ASSERT_EQ(calls.size(), 3u) << Dump();
+    EXPECT_EQ(calls[0].rfind("RsKernelDomainBind, ", 0), 0u);
+    EXPECT_EQ(calls[1].rfind("RsKernelAuthEnable, Cfg is: ", 0), 0u);
+    EXPECT_EQ(calls[2].rfind("Reg hanlder, group:-1, url:v, ", 0), 0u);
 }
 
 TEST_F(LoadRegister, ConfigInjectRunsThePhasesWithoutTheMachine) {

@@ -32,9 +32,9 @@ protected:
         if (with_rest) json += ",\"rest\":{\"host\":\"127.0.0.1\",\"port\":8443}";
         json += "}";
         ASSERT_EQ(PLAT_InitFromText(json.c_str()), 0u) << PLAT_LastError();
+        deployment_.WriteAccessRules();
         ASSERT_EQ(RESTSERVER_GlobalInit(), 0u);
         ASSERT_EQ(RESTSERVER_InstMake(&inst_, &id_), 0u);
-        first_call_ = RsWebEnableCallCount();
         log_.emplace();
     }
 
@@ -93,11 +93,18 @@ protected:
         return modules;
     }
 
-    // Enable calls the web side received since the instance was made.
-    std::vector<RS_WEB_ENABLE_CALL> Calls() {
-        std::vector<RS_WEB_ENABLE_CALL> calls;
-        for (u32 i = first_call_; i < RsWebEnableCallCount(); ++i)
-            calls.push_back(*RsWebEnableCallGet(i));
+    // What reached the kernel adapter since the instance was made: one line
+    // per endpoint, group declaration, TLS set-up and URL, in order.
+    std::vector<std::string> Calls() const {
+        static const char *const prefixes[] = {"RsKernelDomainBind, ", "RsKernelGroupEnable, ",
+                                               "RsKernelAuthEnable, Cfg is: ", "RsKernelAuthEnable pstMsRestCfg",
+                                               "Reg hanlder, "};
+        std::vector<std::string> calls;
+        for (const auto &line : log_->Lines()) {
+            for (const char *prefix : prefixes) {
+                if (line.text.rfind(prefix, 0) == 0) calls.push_back(line.text);
+            }
+        }
         return calls;
     }
 
@@ -121,7 +128,6 @@ protected:
     Deployment deployment_;
     RS_INSTANCE *inst_ = nullptr;
     u8 id_ = 0;
-    u32 first_call_ = 0;
     // Attached after the platform configuration, which resets the log settings.
     std::optional<LogCapture> log_;
 };

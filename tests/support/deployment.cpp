@@ -45,4 +45,9 @@ void Deployment::Copy(const std::string &source, const std::string &relative) co
     fs::copy_file(source, target, fs::copy_options::overwrite_existing);
 }
 
+void Deployment::WriteAccessRules() const {
+    Write("conf/vog_auth/right.json", R"([{"method":"GET","uri-pattern":"rest/a","action":"read"}])");
+    Write("conf/vog_auth/policy.json", R"({"read":"role:op_admin"})");
+}
+
 }  // namespace rstest

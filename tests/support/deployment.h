@@ -23,6 +23,9 @@ public:
     void Write(const std::string &relative, const std::string &text) const;
     // Copies a file (a fixture module, for instance) to a path relative to the root.
     void Copy(const std::string &source, const std::string &relative) const;
+    // Writes conf/vog_auth/right.json (one rule) and policy.json: an instance
+    // made without them gets no kernel server.
+    void WriteAccessRules() const;
 
 private:
     std::string root_;

@@ -1,0 +1,81 @@
+// The kernel server of an instance: bring-up when the instance is made,
+// the dead-loop monitor, the listen thread, and the stop at teardown.
+#include <pthread.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "adapter/restserver_web_adp_socf.h"
+#include "auth/restserver_auth.h"
+#include "core/restserver_log.h"
+#include "plat_config.h"
+#include "plat_kernel.h"
+#include "plat_monitor.h"
+
+#define RS_DEAD_LOOP_CHECK_MS 5000u
+#define RS_DEAD_LOOP_MAX_RUN_MS 1200000u
+
+RS_API VOS_MUTEX_ID g_AuthMutex = 0;
+
+extern "C" RS_API void RsServerDeadLoopCallBack(void) {
+    RS_LOG(RS_LOG_ERROR, "Process exit because REST_Server exist DeadLoop.");
+    _exit(1);
+}
+
+extern "C" RS_API u32 RsServerDeadLoopInit(void) {
+    (void)CF_DeadLoopMonitorSwitch(1);
+    (void)CF_DeadLoopCallBackSet(RsServerDeadLoopCallBack);
+    (void)CF_DeadLoopCheckIntervalSet(RS_DEAD_LOOP_CHECK_MS);
+    return CF_DeadLoopTaskMaxRunTimeSet(RS_DEAD_LOOP_MAX_RUN_MS);
+}
+
+// The lock is made once: a later instance must not re-make it under a
+// request of an earlier one that holds it.
+static void RsAuthMutexInit(void) {
+    if (g_AuthMutex == 0) (void)VOS_MutexInit(&g_AuthMutex, 0);
+}
+
+// Runs under the root store lock when an instance is made: nothing here
+// waits on the network. The access rules are process-wide yet reloaded for
+// every instance.
+extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
+    auto *pstServer = static_cast<RS_KERNEL_SERVER *>(calloc(1, sizeof(RS_KERNEL_SERVER)));
+    if (pstServer == nullptr) return nullptr;
+    if (REST_ServerInit() != 0) {
+        RS_LOG(RS_LOG_ERROR, "REST_ServerInit Fail.");
+        free(pstServer);
+        return nullptr;
+    }
+    (void)RsServerDeadLoopInit();
+    pstServer->hServer = REST_ServerCreate(0);
+    (void)RsAuthTokenInfosInit();
+    RsAuthMutexInit();
+    if (RsAuthConfigLoad() != 0) {
+        RS_LOG(RS_LOG_ERROR, "RsAuthConfigLoad Fail.");
+        free(pstServer);
+        return nullptr;
+    }
+    return pstServer;
+}
+
+extern "C" RS_API void RsKernelUnInit(RS_KERNEL_SERVER *pstServer) {
+    if (pstServer == nullptr) return;
+    if (pstServer->bListenThread != 0) (void)pthread_join(pstServer->ulListenThread, nullptr);
+    if (pstServer->hServer != nullptr) (void)REST_ServerStop(pstServer->hServer);
+    free(pstServer);
+}
+
+extern "C" RS_API void *RsSocfListenProcess(void *pServer) {
+    auto *pstServer = static_cast<RS_KERNEL_SERVER *>(pServer);
+    RS_LOG(RS_LOG_INFO, "KernelServer Starting.");
+    u32 uiRet = REST_ServerStart(pstServer->hServer, g_stSspBaseAppConfig.uiServingWord);
+    RS_LOG(RS_LOG_INFO, "KernelServer Started, RetCode:%d.", uiRet);
+    return nullptr;
+}
+
+// The engine's start returns once the server listens, so the thread is
+// short-lived; it is joined at teardown.
+extern "C" RS_API u32 RsKernelForkListenThread(RS_KERNEL_SERVER *pstServer) {
+    if (pthread_create(&pstServer->ulListenThread, nullptr, RsSocfListenProcess, pstServer) == 0)
+        pstServer->bListenThread = 1;
+    return RS_OK;
+}

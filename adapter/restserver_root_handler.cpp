@@ -1,0 +1,40 @@
+// The engine's entry for every registered URL: state check, session,
+// auth filter, the URL's handler, session end.
+#include "adapter/restserver_web_adp_socf.h"
+#include "auth/restserver_auth.h"
+#include "core/restserver_log.h"
+#include "plat_kernel.h"
+
+// Runs the filter, then the handler or the refusal; the handler's result is ignored.
+static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSession, void *pReqHandle) {
+    u32 uiMethod = RESTSERVER_HttpMethodGet(pstSession->pstRequest);
+    if (RsAuthFilter(pstSession->pstRequest, pstSession->pstResponse, uiMethod) != 0) {
+        RsSetAuthResponseCode(pstSession->pstResponse);
+        RS_LOG(RS_LOG_ERROR, "Req(%s) VOG Auth fail.", REST_RequestUriGet(pReqHandle));
+        return;
+    }
+    (void)pstContext->pfnHandler(pstSession->pstRequest, pstSession->pstResponse);
+}
+
+// The engine uses one handle both to read the request and to answer it.
+// Request tracing, when it comes, brackets the dispatch here.
+extern "C" RS_API void RsSocfRootHandler(void *pReqHandle, void *pContext, void *pReserved) {
+    (void)pReserved;
+    auto *pstContext = static_cast<RS_HANDLER_CONTEXT *>(pContext);
+    RS_LOG(RS_LOG_FINE, "Req(%s) processing.", REST_RequestUriGet(pReqHandle));
+    if (pstContext == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "Req(%s) not found handler context, ignore.", REST_RequestUriGet(pReqHandle));
+        return;
+    }
+    if (RsCheckAbort(pstContext->pstWebEnv) != 0) {
+        RS_LOG(RS_LOG_ERROR, "Req(%s) in invalid state, ignore.", REST_RequestUriGet(pReqHandle));
+        return;
+    }
+    RS_SESSION *pstSession = RsSessionMake(pstContext->pstWebEnv, pstContext, pReqHandle, pReqHandle);
+    if (pstSession == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "Req(%s) build session fail ignore.", REST_RequestUriGet(pReqHandle));
+        return;
+    }
+    RsRootDispatch(pstContext, pstSession, pReqHandle);
+    RsSessionDestroy(pstContext->pstWebEnv, pstSession);
+}

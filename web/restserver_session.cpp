@@ -1,0 +1,95 @@
+// Sessions: one per request in flight, kept in the instance's tree under a
+// 32-bit id whose top byte names the instance, so any thread holding only
+// the id finds it.
+#include <stdlib.h>
+
+#include "adapter/restserver_web_adp_socf.h"
+#include "core/restserver_log.h"
+#include "plat_msg.h"
+#include "web/restserver_web.h"
+
+// Caller holds the environment's lock for writing; the counter wraps at 16 bits.
+extern "C" RS_API u32 RsSessionIdGen(RS_WEB_ENV *pstWebEnv) {
+    pstWebEnv->usSessionSeq = static_cast<u16>(pstWebEnv->usSessionSeq + 1);
+    return (static_cast<u32>(pstWebEnv->ucInstId) << 24) | pstWebEnv->usSessionSeq;
+}
+
+extern "C" RS_API s32 RsSessionIdCompare(const void *pKeyA, const void *pKeyB) {
+    u32 uiA = *static_cast<const u32 *>(pKeyA);
+    u32 uiB = *static_cast<const u32 *>(pKeyB);
+    if (uiA < uiB) return -1;
+    return uiA > uiB ? 1 : 0;
+}
+
+static void RsSessionSemInit(RS_SESSION *pstSession) {
+    pstSession->stSem.uiSessionId = pstSession->uiSessionId;
+    (void)pthread_rwlock_init(&pstSession->stSem.stLock, nullptr);
+    RsListInit(&pstSession->stSem.stMsgList);
+}
+
+// Queued messages go back to the message service; the semaphore belongs to
+// whoever initialised it.
+static void RsSessionRelease(RS_SESSION *pstSession) {
+    if (pstSession->pstRequest != nullptr) RsRequestFree(&pstSession->pstRequest);
+    if (pstSession->pstResponse != nullptr) RsResponseFree(&pstSession->pstResponse);
+    (void)pthread_rwlock_wrlock(&pstSession->stSem.stLock);
+    RsListWalk(&pstSession->stSem.stMsgList, [](RS_LIST_NODE *pstNode) {
+        auto *pstMsg = RsListRecord<RS_SESSION_MSG>(pstNode);
+        if (pstMsg->pMsg != nullptr) (void)DMS_MsgFree(RS_SESSION_MSG_OWNER, pstMsg->pMsg);
+        RsListRemove(pstNode);
+        free(pstMsg);
+    });
+    (void)pthread_rwlock_unlock(&pstSession->stSem.stLock);
+    (void)pthread_rwlock_destroy(&pstSession->stSem.stLock);
+    free(pstSession);
+}
+
+// An id still held by a live session (after a full wrap) is never inserted
+// twice: the new session is released and the request refused.
+extern "C" RS_API RS_SESSION *RsSessionMake(RS_WEB_ENV *pstWebEnv, RS_HANDLER_CONTEXT *pstContext, void *pReqHandle,
+                                            void *pRspHandle) {
+    auto *pstSession = static_cast<RS_SESSION *>(calloc(1, sizeof(RS_SESSION)));
+    if (pstSession == nullptr) return nullptr;
+    (void)pthread_rwlock_wrlock(&pstWebEnv->stLock);
+    pstSession->uiSessionId = RsSessionIdGen(pstWebEnv);
+    pstSession->pstHandlerContext = pstContext;
+    pstSession->pstRequest = RsRequestBuild(pstSession, pReqHandle);
+    pstSession->pstResponse = RsResponseBuild(pstSession, pRspHandle);
+    RsSessionSemInit(pstSession);
+    VOS_AVL3_INIT_NODE(pstSession->stTreeNode);
+    void *pClash =
+        VOS_AVL3_Insert_Or_Find(&pstWebEnv->stSessions, &pstSession->stTreeNode, &pstWebEnv->stSessionTreeInfo);
+    (void)pthread_rwlock_unlock(&pstWebEnv->stLock);
+    if (pClash == nullptr) return pstSession;
+    RsSessionRelease(pstSession);
+    return nullptr;
+}
+
+extern "C" RS_API RS_SESSION *RsSessionFind(u32 uiSessionId) {
+    RS_WEB_ENV *pstWebEnv = RsWebInstanceGetBySessionId(uiSessionId);
+    if (pstWebEnv == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "RsSessionFind Find session by sess-id(0x%08x) fail.", uiSessionId);
+        return nullptr;
+    }
+    (void)pthread_rwlock_rdlock(&pstWebEnv->stLock);
+    void *pFound = VOS_AVL3_Find(&pstWebEnv->stSessions, &uiSessionId, &pstWebEnv->stSessionTreeInfo);
+    (void)pthread_rwlock_unlock(&pstWebEnv->stLock);
+    return static_cast<RS_SESSION *>(pFound);
+}
+
+extern "C" RS_API void RsSessionDestroy(RS_WEB_ENV *pstWebEnv, RS_SESSION *pstSession) {
+    (void)pthread_rwlock_wrlock(&pstWebEnv->stLock);
+    VOS_AVL3_Delete(&pstWebEnv->stSessions, &pstSession->stTreeNode);
+    (void)pthread_rwlock_unlock(&pstWebEnv->stLock);
+    RsSessionRelease(pstSession);
+}
+
+// Requests and responses share their layout: the handle, then the session.
+extern "C" RS_API RS_SESSION *RsSessionGet(const void *pObject) {
+    return static_cast<const RS_REQUEST *>(pObject)->pstSession;
+}
+
+extern "C" RS_API u32 RESTSERVER_SessionIdGet(const void *pObject) {
+    RS_SESSION *pstSession = RsSessionGet(pObject);
+    return pstSession == nullptr ? RS_ERR : pstSession->uiSessionId;
+}
