@@ -22,11 +22,16 @@ static_assert(offsetof(RS_END_POINT, pcAddress) == offsetof(REST_END_POINT, pcAd
 #define RS_KERNEL_PATH_SIZE 512u
 
 // A port beyond 16 bits is truncated, as the engine's record holds 16.
+extern "C" RS_API void RsEndPointFill(RS_END_POINT *pstEndPoint, const char *pcAddress, const char *pcPort) {
+    *pstEndPoint = {};
+    pstEndPoint->uiAddrKind = strchr(pcAddress, ':') != nullptr ? 1u : 0u;
+    pstEndPoint->usPort = static_cast<u16>(strtoul(pcPort, nullptr, 10));
+    pstEndPoint->pcAddress = pcAddress;
+}
+
 extern "C" RS_API void RsKernelDomainBind(RS_KERNEL_SERVER *pstServer, const char *pcAddress, const char *pcPort) {
-    RS_END_POINT stEndPoint = {};
-    stEndPoint.uiAddrKind = strchr(pcAddress, ':') != nullptr ? 1u : 0u;
-    stEndPoint.usPort = static_cast<u16>(strtoul(pcPort, nullptr, 10));
-    stEndPoint.pcAddress = pcAddress;
+    RS_END_POINT stEndPoint;
+    RsEndPointFill(&stEndPoint, pcAddress, pcPort);
     RS_LOG(RS_LOG_INFO, "RsKernelDomainBind, ip:%s, port:%d", pcAddress, stEndPoint.usPort);
     (void)REST_EndPointBind(pstServer->hServer, reinterpret_cast<const REST_END_POINT *>(&stEndPoint), RS_BIND_BACKLOG,
                             0);

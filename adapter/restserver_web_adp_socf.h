@@ -65,6 +65,8 @@ RS_API u32 RsServerDeadLoopInit(void);
 RS_API void RsServerDeadLoopCallBack(void);
 RS_API u32 RsSslInit(void);
 RS_API void RsKernelAuthEnable(RS_KERNEL_SERVER *pstServer, struct RS_META_AUTH *pstAuth);
+/* Address kind and 16-bit port of a configured domain; the address is not copied. */
+RS_API void RsEndPointFill(RS_END_POINT *pstEndPoint, const char *pcAddress, const char *pcPort);
 RS_API void RsKernelDomainBind(RS_KERNEL_SERVER *pstServer, const char *pcAddress, const char *pcPort);
 RS_API u32 RsKernelGroupEnable(RS_KERNEL_SERVER *pstServer, u32 uiGroupCount);
 RS_API void RsKernelHandlerReg(RS_KERNEL_SERVER *pstServer, RS_HANDLER_CONTEXT *pstContext);
