@@ -35,23 +35,26 @@ void DemoDeployment::WriteHandlerFiles(const std::string &common, const std::str
     dir_.Write("lib/resthandler.cfg", business);
 }
 
-// The template's platform.json with its port replaced.
-void DemoDeployment::WritePlatform(uint16_t port) const {
-    std::string text = FileText(RS_DEMO_TEMPLATE "/conf/platform.json");
+std::string PlatformWithPort(const std::string &platform_json, uint16_t port) {
+    std::string text = platform_json;
     size_t at = text.find(kTemplatePort);
-    if (at == std::string::npos) throw std::runtime_error("the template's platform.json names no port 8443");
-    text.replace(at, kTemplatePort.size(), "\"port\": " + std::to_string(port));
-    dir_.Write("conf/platform.json", text);
+    if (at == std::string::npos) throw std::runtime_error("the platform.json names no port 8443");
+    return text.replace(at, kTemplatePort.size(), "\"port\": " + std::to_string(port));
+}
+
+std::unique_ptr<HostProcess> StartOnFreePort(const std::string &root, const std::string &platform_json,
+                                             const std::string &binary, uint16_t &port) {
+    for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
+        port = FreePort();
+        WriteText(root + "/conf/platform.json", PlatformWithPort(platform_json, port));
+        auto host = std::make_unique<HostProcess>(std::vector<std::string>{"--root", root}, root + "/var", binary);
+        if (host->WaitAccepting(port, kStartLimit)) return host;
+    }
+    return nullptr;
 }
 
 std::unique_ptr<HostProcess> DemoDeployment::Start() {
-    for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
-        port_ = FreePort();
-        WritePlatform(port_);
-        auto host = std::make_unique<HostProcess>(std::vector<std::string>{"--root", dir_.Root()}, dir_.Path("var"));
-        if (host->WaitAccepting(port_, kStartLimit)) return host;
-    }
-    return nullptr;
+    return StartOnFreePort(dir_.Root(), FileText(RS_DEMO_TEMPLATE "/conf/platform.json"), RS_HOST_BINARY, port_);
 }
 
 }  // namespace hosttest

@@ -11,6 +11,7 @@
 
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 extern char **environ;
@@ -38,6 +39,12 @@ std::string FileText(const std::string &path) {
     return text.str();
 }
 
+void WriteText(const std::string &path, const std::string &text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    if (!out) throw std::runtime_error("cannot write " + path);
+}
+
 uint16_t FreePort() {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = Loopback(0);
@@ -58,9 +65,9 @@ bool PortAccepts(uint16_t port) {
     return accepted;
 }
 
-HostProcess::HostProcess(const std::vector<std::string> &args, const std::string &output_dir)
+HostProcess::HostProcess(const std::vector<std::string> &args, const std::string &output_dir, const std::string &binary)
     : output_dir_(output_dir) {
-    std::vector<std::string> argv_text{RS_HOST_BINARY};
+    std::vector<std::string> argv_text{binary};
     argv_text.insert(argv_text.end(), args.begin(), args.end());
     std::vector<char *> argv;
     for (std::string &arg : argv_text)
@@ -73,7 +80,7 @@ HostProcess::HostProcess(const std::vector<std::string> &args, const std::string
     std::string err = output_dir + "/host.err";
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (posix_spawn(&pid_, RS_HOST_BINARY, &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
+    if (posix_spawn(&pid_, binary.c_str(), &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
 }
 

@@ -12,9 +12,10 @@ namespace hosttest {
 
 class HostProcess {
 public:
-    // Starts RS_HOST_BINARY with the arguments; stdout and stderr go to
-    // <output_dir>/host.out and host.err.
-    HostProcess(const std::vector<std::string> &args, const std::string &output_dir);
+    // Starts the host binary (the one built here by default) with the
+    // arguments; stdout and stderr go to <output_dir>/host.out and host.err.
+    HostProcess(const std::vector<std::string> &args, const std::string &output_dir,
+                const std::string &binary = RS_HOST_BINARY);
     ~HostProcess();  // kills a host that is still running
     HostProcess(const HostProcess &) = delete;
     HostProcess &operator=(const HostProcess &) = delete;
@@ -41,6 +42,8 @@ private:
 
 // Whole text of a file, "" when it cannot be read.
 std::string FileText(const std::string &path);
+// Replaces a file's content; throws when it cannot be written.
+void WriteText(const std::string &path, const std::string &text);
 
 // A loopback port that was free a moment ago.
 uint16_t FreePort();
