@@ -5,6 +5,7 @@
 #include <signal.h>
 
 #include <optional>
+#include <thread>
 
 #include "demo_deployment.h"
 #include "https_client.h"
@@ -68,6 +69,8 @@ TEST_F(DemoRoutesTest, EveryRouteAnswersWithItsStatusAndBody) {
         {{"GET", "/items/chair"}, 200, {{"id", "chair"}, {"value", "a blue chair"}}},
         {{"POST", "/items/chair", "x"}, 405, {{"error", "items take GET, PUT and DELETE"}}},
         {{"PUT", "/items/table"}, 400, {{"error", "the body is the item's value"}}},
+        {{"PUT", "/items/table", std::string(65537, 'v')}, 413, {{"error", "values are at most 65536 bytes"}}},
+        {{"GET", "/items/table"}, 404, {{"error", "no such item"}}},
         {{"DELETE", "/items/chair"}, 200, {{"deleted", "chair"}}},
         {{"GET", "/items/chair"}, 404, {{"error", "no such item"}}},
         {{"DELETE", "/items/chair"}, 404, {{"error", "no such item"}}},
@@ -122,6 +125,35 @@ TEST_F(DemoRoutesTest, EchoAnswerNamesTheRequestSession) {
     // Instance 0 numbers its sessions 0x00000001, 0x00000002, ...
     EXPECT_NE(first.headers["x-demo-session"], second.headers["x-demo-session"]);
     EXPECT_EQ(first.headers["x-demo-session"].rfind("0x00", 0), 0u) << first.headers["x-demo-session"];
+}
+
+// Request threads share the item map: writers on several connections at once
+// must all land, each under its own id.
+TEST_F(DemoRoutesTest, ConcurrentWritersAllLandInTheItemMap) {
+    constexpr int kWriters = 4;
+    constexpr int kItemsEach = 40;
+    std::vector<std::thread> writers;
+    std::vector<int> created(kWriters, 0);
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.emplace_back([this, writer, &created] {
+            HttpsClient client(demo_.port(), demo_.CertFile());
+            for (int item = 0; item < kItemsEach; ++item) {
+                std::string id = std::to_string(writer) + "-" + std::to_string(item);
+                if (client.Send({"PUT", "/items/" + id, "value " + id}).status == 201) ++created[writer];
+            }
+        });
+    }
+    for (std::thread &writer : writers)
+        writer.join();
+    for (int writer = 0; writer < kWriters; ++writer) {
+        EXPECT_EQ(created[writer], kItemsEach) << "writer " << writer;
+        for (int item = 0; item < kItemsEach; ++item) {
+            std::string id = std::to_string(writer) + "-" + std::to_string(item);
+            HttpAnswer answer = client_->Get("/items/" + id);
+            EXPECT_EQ(answer.status, 200) << id;
+            EXPECT_EQ(JsonMember(answer.body, "value"), "value " + id);
+        }
+    }
 }
 
 // 1 MiB of text with every printable character, quotes, backslashes and line ends.
