@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Engine against nginx on loopback: each server pinned to core 0, wrk pinned
-# to core 1 (wrk -t1 -c64 -d10s --latency), plain and TLS keep-alive, the two
-# servers alternated over ROUNDS rounds. Prints requests/s, p50, p99 and peak
-# RSS per run, the median ratio to nginx, the peak RSS with 1,000 idle
+# Engine and full host against nginx on loopback: each server pinned to core
+# 0, wrk pinned to core 1 (wrk -t1 -c64 -d10s --latency), plain and TLS
+# keep-alive, the servers alternated over ROUNDS rounds. The full path is the
+# host serving the demo module's hello route over TLS (session, filter with
+# authentication off, handler, trace off). Prints requests/s, p50, p99 and
+# peak RSS per run, the median ratios, the peak RSS with 1,000 idle
 # connections and the latency of a request while 64 entries are blocked.
 set -euo pipefail
 
@@ -30,7 +32,20 @@ need_tools() {
 
 build() {
     cmake -S "$ROOT" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
-    cmake --build "$BUILD_DIR" -j2 --target engine_hello_server >/dev/null
+    cmake --build "$BUILD_DIR" -j2 --target engine_hello_server restserver-host demo_handler >/dev/null
+}
+
+# The demo deployment with its port moved and logging above the per-request level.
+make_host_deployment() {  # port
+    bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$WORK/demo" >/dev/null
+    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' "$WORK/demo/conf/platform.json"
+}
+
+start_host() {  # port
+    taskset -c 0 "$WORK/demo/bin/restserver-host" --root "$WORK/demo" >/dev/null &
+    HOST_PID=$!
+    PIDS+=("$HOST_PID")
+    wait_port "$1"
 }
 
 free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])'; }
@@ -93,14 +108,14 @@ run() {
 
 median() { sort -g | awk '{ v[NR] = $1 } END { if (NR % 2) print v[(NR + 1) / 2]; else print (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
-ratios() {  # kind: per-round ratio engine/nginx of rps and p99, then medians
-    local kind=$1
-    paste <(awk -v k="engine-$kind" '$1 == k {print $2, $4}' "$WORK/results") \
-          <(awk -v k="nginx-$kind" '$1 == k {print $2, $4}' "$WORK/results") |
-        awk '{ printf "%.3f %.3f\n", $1 / $3, ($4 > 0 ? $2 / $4 : 0) }' >"$WORK/ratios-$kind"
-    printf '%-6s median rps ratio to nginx: %s   median p99 ratio: %s   (per round rps/p99: %s)\n' "$kind" \
-        "$(cut -d' ' -f1 "$WORK/ratios-$kind" | median)" "$(cut -d' ' -f2 "$WORK/ratios-$kind" | median)" \
-        "$(awk '{ printf "%s%s/%s", (NR > 1 ? " " : ""), $1, $2 }' "$WORK/ratios-$kind")"
+ratios() {  # run peer: per-round ratio run/peer of rps and p99, then medians
+    local name=$1 peer=$2 file="$WORK/ratios-$1-$2"
+    paste <(awk -v k="$name" '$1 == k {print $2, $4}' "$WORK/results") \
+          <(awk -v k="$peer" '$1 == k {print $2, $4}' "$WORK/results") |
+        awk '{ printf "%.3f %.3f\n", $1 / $3, ($4 > 0 ? $2 / $4 : 0) }' >"$file"
+    printf '%-12s / %-12s median rps ratio: %s   median p99 ratio: %s   (per round rps/p99: %s)\n' "$name" "$peer" \
+        "$(cut -d' ' -f1 "$file" | median)" "$(cut -d' ' -f2 "$file" | median)" \
+        "$(awk '{ printf "%s%s/%s", (NR > 1 ? " " : ""), $1, $2 }' "$file")"
 }
 
 idle_connections() {  # port pid: RSS after holding 1,000 idle keep-alive connections
@@ -143,6 +158,8 @@ ENGINE_PORT=$(free_port)
 ENGINE_TLS_PORT=$(free_port)
 NGINX_PORT=$(free_port)
 NGINX_TLS_PORT=$(free_port)
+HOST_PORT=$(free_port)
+make_host_deployment "$HOST_PORT"
 
 start_nginx
 printf '%-14s %12s %10s %10s %10s\n' run requests/s p50_ms p99_ms peak_KiB
@@ -156,9 +173,14 @@ for round in $(seq 1 "$ROUNDS"); do
     run engine-tls "https://127.0.0.1:$ENGINE_TLS_PORT/" "$ENGINE_PID"
     kill "$ENGINE_PID"; wait "$ENGINE_PID" 2>/dev/null || true
     run nginx-tls "https://127.0.0.1:$NGINX_TLS_PORT/" "$NGINX_PID"
+    start_host "$HOST_PORT"
+    run host-tls "https://127.0.0.1:$HOST_PORT/hello" "$HOST_PID"
+    kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
 done
-ratios plain
-ratios tls
+ratios engine-plain nginx-plain
+ratios engine-tls nginx-tls
+ratios host-tls nginx-tls
+ratios host-tls engine-tls
 
 start_engine "$ENGINE_PORT"
 idle_connections "$ENGINE_PORT" "$ENGINE_PID"
