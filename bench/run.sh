@@ -31,7 +31,7 @@ need_tools() {
 }
 
 build() {
-    cmake -S "$ROOT" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
+    cmake -S "$ROOT" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DRS_BENCH=ON >/dev/null
     cmake --build "$BUILD_DIR" -j2 --target engine_hello_server restserver-host demo_handler >/dev/null
 }
 

@@ -93,23 +93,23 @@ void Server::InstanceSet(const char *id) {
     instance_ = id;
 }
 
-uint32_t Server::ListenerOpen(const EndpointSpec &spec) {
-    const char *address = spec.address.empty() ? (spec.v6 ? "::" : "0.0.0.0") : spec.address.c_str();
+uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
+    const char *address = wanted.address.empty() ? (wanted.v6 ? "::" : "0.0.0.0") : wanted.address.c_str();
     boost::system::error_code ec;
-    tcp::endpoint endpoint(net::ip::make_address(address, ec), spec.port);
+    tcp::endpoint endpoint(net::ip::make_address(address, ec), wanted.port);
     if (ec) {
         KLOG(PLAT_LOG_ERROR, "endpoint address refused: %s", address);
         return PLAT_ERR;
     }
     auto listener = std::make_unique<Listener>(loops_->Next());
-    listener->name = std::string(address) + " port " + std::to_string(spec.port);
+    listener->name = std::string(address) + " port " + std::to_string(wanted.port);
     tcp::acceptor &acceptor = listener->acceptor;
     acceptor.open(endpoint.protocol(), ec);
     if (!ec) acceptor.set_option(tcp::acceptor::reuse_address(true), ec);
     if (!ec && endpoint.address().is_v6()) acceptor.set_option(net::ip::v6_only(true), ec);
     if (!ec) acceptor.bind(endpoint, ec);
     if (!ec)
-        acceptor.listen(spec.backlog != 0 ? static_cast<int>(spec.backlog) : net::socket_base::max_listen_connections,
+        acceptor.listen(wanted.backlog != 0 ? static_cast<int>(wanted.backlog) : net::socket_base::max_listen_connections,
                         ec);
     if (ec) {
         KLOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
@@ -130,8 +130,8 @@ uint32_t Server::Start() {
     uint32_t default_slots = limits_.workers + limits_.io_threads;
     loops_ = std::make_unique<LoopPool>(limits_.io_threads, default_slots + groups * limits_.group_workers);
     gate_ = std::make_unique<EntryGate>(default_slots, limits_.group_workers, groups, limits_.queue_depth);
-    for (const EndpointSpec &spec : endpoints_)
-        ListenerOpen(spec);
+    for (const EndpointSpec &wanted : endpoints_)
+        ListenerOpen(wanted);
     if (listeners_.empty()) {
         KLOG(PLAT_LOG_ERROR, "server %s not started: no endpoint could be bound", name_.c_str());
         loops_.reset();

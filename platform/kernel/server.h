@@ -63,7 +63,7 @@ public:
 private:
     struct Listener;
     struct EndpointSpec;
-    uint32_t ListenerOpen(const EndpointSpec &spec);
+    uint32_t ListenerOpen(const EndpointSpec &wanted);
     void Accept(Listener &listener);
     void OnAccept(Listener &listener, boost::asio::ip::tcp::socket socket);
     void Resume(Listener &listener);
