@@ -109,8 +109,8 @@ uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
     if (!ec && endpoint.address().is_v6()) acceptor.set_option(net::ip::v6_only(true), ec);
     if (!ec) acceptor.bind(endpoint, ec);
     if (!ec)
-        acceptor.listen(wanted.backlog != 0 ? static_cast<int>(wanted.backlog) : net::socket_base::max_listen_connections,
-                        ec);
+        acceptor.listen(
+            wanted.backlog != 0 ? static_cast<int>(wanted.backlog) : net::socket_base::max_listen_connections, ec);
     if (ec) {
         KLOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
         return PLAT_ERR;
