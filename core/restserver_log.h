@@ -15,12 +15,12 @@
 #define RS_LOG_WARN 4u
 #define RS_LOG_ERROR 5u
 
-#define RS_LOG(level, ...)                                                                                          \
-    do {                                                                                                            \
-        if (g_stLogCfgs.uiEnable != 0) {                                                                            \
-            QOR_CFrameLogToFile(g_stLogCfgs.pHandle, __FILE__, (u32)(sizeof(__FILE__) - 1), __func__,               \
-                                (u32)strlen(__func__), (u32)__LINE__, (level), __VA_ARGS__);                        \
-        }                                                                                                           \
+#define RS_LOG(level, ...)                                                                            \
+    do {                                                                                              \
+        if (g_stLogCfgs.uiEnable != 0) {                                                              \
+            QOR_CFrameLogToFile(g_stLogCfgs.pHandle, __FILE__, (u32)(sizeof(__FILE__) - 1), __func__, \
+                                (u32)strlen(__func__), (u32)__LINE__, (level), __VA_ARGS__);          \
+        }                                                                                             \
     } while (0)
 
 #endif

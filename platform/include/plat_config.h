@@ -11,10 +11,10 @@ PLAT_BEGIN_DECLS
 
 /* Application configuration. Byte layout is fixed: readers index it. */
 typedef struct {
-    u32 uiServingWord;       /* byte 0: passed to the HTTP engine at start */
-    u8 aucReserved[24];      /* bytes 4..27 */
-    u32 uiAuthEnable;        /* byte 28: 0 = no authentication */
-    char acServiceName[64];  /* byte 32 */
+    u32 uiServingWord;      /* byte 0: passed to the HTTP engine at start */
+    u8 aucReserved[24];     /* bytes 4..27 */
+    u32 uiAuthEnable;       /* byte 28: 0 = no authentication */
+    char acServiceName[64]; /* byte 32 */
 } SSP_BASE_APP_CONFIG_S;
 
 /* Decrypt library record: the decrypted TLS key password at byte 2944. */
@@ -30,8 +30,8 @@ PLAT_API extern char g_acProcessNodeSlot[64];
 
 /* Binary IP address as the node layer hands it out (24 bytes). */
 typedef struct {
-    u32 uiFamily;     /* PLAT_AF_INET or PLAT_AF_INET6; 0 = no address */
-    u8 aucAddr[16];   /* network byte order; IPv4 uses the first 4 bytes */
+    u32 uiFamily;   /* PLAT_AF_INET or PLAT_AF_INET6; 0 = no address */
+    u8 aucAddr[16]; /* network byte order; IPv4 uses the first 4 bytes */
     u32 uiReserved;
 } LOC_IP_ADDR_S;
 
@@ -40,20 +40,20 @@ typedef struct {
 
 /* Microservice REST configuration; offsets are read by index. */
 typedef struct {
-    u32 uiReserved;          /* 0 */
-    u8 ucCaFileNum;          /* 4 */
-    u8 ucCipherNum;          /* 5 */
-    u16 usPort;              /* 6 */
-    LOC_IP_ADDR_S stHostIp;  /* 8 */
-    char *pcSslVersion;      /* 32 */
-    u64 ulSslOpaque1;        /* 40: passed through to the engine */
-    char **ppcCaFiles;       /* 48 */
-    u64 ulSslOpaque2;        /* 56: passed through */
-    char *pcCertFile;        /* 64 */
-    u64 ulSslOpaque3;        /* 72: passed through */
-    char *pcKeyFile;         /* 80 */
-    char *pcKeyPassword;     /* 88 */
-    char **ppcCiphers;       /* 96 */
+    u32 uiReserved;         /* 0 */
+    u8 ucCaFileNum;         /* 4 */
+    u8 ucCipherNum;         /* 5 */
+    u16 usPort;             /* 6 */
+    LOC_IP_ADDR_S stHostIp; /* 8 */
+    char *pcSslVersion;     /* 32 */
+    u64 ulSslOpaque1;       /* 40: passed through to the engine */
+    char **ppcCaFiles;      /* 48 */
+    u64 ulSslOpaque2;       /* 56: passed through */
+    char *pcCertFile;       /* 64 */
+    u64 ulSslOpaque3;       /* 72: passed through */
+    char *pcKeyFile;        /* 80 */
+    char *pcKeyPassword;    /* 88 */
+    char **ppcCiphers;      /* 96 */
 } MicroserviceRestCfg;
 
 /* HTTP engine settings ("kernel"); 0 means "use the engine's default". */
@@ -77,7 +77,7 @@ typedef struct {
 /* Security service the REST client talks to. */
 typedef struct {
     char acHost[64];
-    char acScheme[8];  /* "http" or "https" */
+    char acScheme[8]; /* "http" or "https" */
     u32 uiPortMapCount;
     u16 ausPortFrom[PLAT_PORT_MAP_MAX];
     u16 ausPortTo[PLAT_PORT_MAP_MAX];

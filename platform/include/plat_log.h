@@ -8,9 +8,9 @@ PLAT_BEGIN_DECLS
 
 /* Log configuration. Second word non-zero: logging on. */
 typedef struct {
-    u32 uiLevel;      /* lines below this level are dropped */
+    u32 uiLevel; /* lines below this level are dropped */
     u32 uiEnable;
-    void *pHandle;    /* the handle callers pass to QOR_CFrameLogToFile */
+    void *pHandle; /* the handle callers pass to QOR_CFrameLogToFile */
     char acFile[256];
 } LOG_CFG_S;
 
@@ -21,8 +21,8 @@ PLAT_API extern LOG_CFG_S g_stLogCfgs;
 #define PLAT_LOG_WARN 4u
 #define PLAT_LOG_ERROR 5u
 
-PLAT_API void QOR_CFrameLogToFile(void *pHandle, const char *pcFile, u32 uiFileLen, const char *pcFunc,
-                                  u32 uiFuncLen, u32 uiLine, u32 uiLevel, const char *pcFmt, ...)
+PLAT_API void QOR_CFrameLogToFile(void *pHandle, const char *pcFile, u32 uiFileLen, const char *pcFunc, u32 uiFuncLen,
+                                  u32 uiLine, u32 uiLevel, const char *pcFmt, ...)
     __attribute__((format(printf, 8, 9)));
 
 /*

@@ -56,14 +56,14 @@ typedef s32 (*VOS_AVL3_COMPARE)(const void *pKeyA, const void *pKeyB);
 
 typedef struct {
     VOS_AVL3_COMPARE pfnCompare;
-    u16 usKeyOffset;   /* key position inside the record */
-    u16 usNodeOffset;  /* node position inside the record */
+    u16 usKeyOffset;  /* key position inside the record */
+    u16 usNodeOffset; /* node position inside the record */
 } VOS_AVL3_TREE_INFO;
 
-#define VOS_AVL3_INIT_NODE(node)                                                                                    \
-    do {                                                                                                            \
-        (node).pstParent = (node).pstLeft = (node).pstRight = 0;                                                    \
-        (node).sLHeight = (node).sRHeight = -1;                                                                     \
+#define VOS_AVL3_INIT_NODE(node)                                 \
+    do {                                                         \
+        (node).pstParent = (node).pstLeft = (node).pstRight = 0; \
+        (node).sLHeight = (node).sRHeight = -1;                  \
     } while (0)
 
 /* Inserts the record; null when inserted, else the record already holding the key. */

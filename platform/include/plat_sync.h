@@ -22,7 +22,7 @@ typedef struct {
     u8 ucHour;
     u8 ucMinute;
     u8 ucSecond;
-    u8 ucWeek;          /* 0 = Sunday */
+    u8 ucWeek; /* 0 = Sunday */
     u32 uiMillisecond;
 } SYS_TIME_S;
 

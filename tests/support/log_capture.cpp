@@ -10,7 +10,9 @@ LogCapture::LogCapture() {
     PLAT_LogHookSet(&LogCapture::Hook, this);
 }
 
-LogCapture::~LogCapture() { PLAT_LogHookSet(nullptr, nullptr); }
+LogCapture::~LogCapture() {
+    PLAT_LogHookSet(nullptr, nullptr);
+}
 
 void LogCapture::Hook(u32 level, const char *message, void *user) {
     auto *self = static_cast<LogCapture *>(user);
