@@ -18,6 +18,7 @@
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "support/deployment.h"
+#include "support/free_port.h"
 #include "support/log_capture.h"
 #include "web/restserver_web.h"
 
@@ -40,18 +41,6 @@ u32 EchoHandler(RS_REQUEST *request, RS_RESPONSE *response) {
     free(body);
     g_calls++;
     return RESTSERVER_HttpRspDataWrite(response, text.c_str(), 200);
-}
-
-uint16_t FreePort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof(addr));
-    getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len);
-    close(fd);
-    return ntohs(addr.sin_port);
 }
 
 int Connect(uint16_t port) {
@@ -96,7 +85,7 @@ protected:
         ASSERT_EQ(RESTSERVER_GlobalInit(), 0u);
         ASSERT_EQ(RESTSERVER_InstMake(&inst_, &id_), 0u);
         log_.emplace();
-        port_ = FreePort();
+        port_ = rstest::FreePort();
         RS_WEB_ENV *env = inst_->pstWebEnv;
         RsDomainEnable(env, "127.0.0.1", std::to_string(port_).c_str());
         RsHandlerEnable(env, RS_GROUP_NONE, "echo/{name}", EchoHandler);

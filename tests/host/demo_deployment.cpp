@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "support/free_port.h"
+
 namespace hosttest {
 
 namespace {
@@ -45,7 +47,7 @@ std::string PlatformWithPort(const std::string &platform_json, uint16_t port) {
 std::unique_ptr<HostProcess> StartOnFreePort(const std::string &root, const std::string &platform_json,
                                              const std::string &binary, uint16_t &port) {
     for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
-        port = FreePort();
+        port = rstest::FreePort();
         WriteText(root + "/conf/platform.json", PlatformWithPort(platform_json, port));
         auto host = std::make_unique<HostProcess>(std::vector<std::string>{"--root", root}, root + "/var", binary);
         if (host->WaitAccepting(port, kStartLimit)) return host;

@@ -45,8 +45,6 @@ std::string FileText(const std::string &path);
 // Replaces a file's content; throws when it cannot be written.
 void WriteText(const std::string &path, const std::string &text);
 
-// A loopback port that was free a moment ago.
-uint16_t FreePort();
 
 // True when a TCP connection to 127.0.0.1:port succeeds.
 bool PortAccepts(uint16_t port);

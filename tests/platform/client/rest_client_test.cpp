@@ -12,20 +12,9 @@
 
 #include "plat_client.h"
 #include "plat_config.h"
+#include "support/free_port.h"
 
 namespace {
-
-uint16_t FreePort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof(addr));
-    getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len);
-    close(fd);
-    return ntohs(addr.sin_port);
-}
 
 // Answers "<method> <body> <x-token>" with the status asked for in the query.
 void EchoEntry(REST_REQ req, void *, void *) {
@@ -41,7 +30,7 @@ void EchoEntry(REST_REQ req, void *, void *) {
 class RestClient : public ::testing::Test {
 protected:
     void SetUp() override {
-        port_ = FreePort();
+        port_ = rstest::FreePort();
         server_ = REST_ServerCreate(0);
         REST_ServerBraceFuncAdd(server_, "/echo", EchoEntry, nullptr);
         REST_END_POINT v4{0, port_, {0, 0}, "127.0.0.1"};
@@ -111,7 +100,7 @@ TEST_F(RestClient, PostCarriesBodyAndFieldsAndStatusPassesThrough) {
 }
 
 TEST_F(RestClient, TransportFailureGivesNoBody) {
-    REST_END_POINT closed{0, FreePort(), {0, 0}, "127.0.0.1"};
+    REST_END_POINT closed{0, rstest::FreePort(), {0, 0}, "127.0.0.1"};
     char *body = reinterpret_cast<char *>(0x1);
     u32 len = 7;
     u32 status = 7;

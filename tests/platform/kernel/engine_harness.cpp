@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "plat_config.h"
+#include "support/free_port.h"
 
 namespace enginetest {
 
@@ -19,19 +20,7 @@ void KernelSettings(const std::string &kernel_json) {
     if (PLAT_InitFromText(text.c_str()) != 0) throw std::runtime_error(std::string("settings: ") + PLAT_LastError());
 }
 
-uint16_t FreePort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof(addr));
-    getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len);
-    close(fd);
-    return ntohs(addr.sin_port);
-}
-
-TestServer::TestServer() : handle_(REST_ServerCreate(0)), port_(FreePort()) {}
+TestServer::TestServer() : handle_(REST_ServerCreate(0)), port_(rstest::FreePort()) {}
 
 TestServer::~TestServer() {
     Stop();

@@ -12,8 +12,6 @@ namespace enginetest {
 // Applies a "kernel" settings object (JSON text) through the platform configuration.
 void KernelSettings(const std::string &kernel_json);
 
-// A port that was free a moment ago (bound to 0 and released).
-uint16_t FreePort();
 
 class TestServer {
 public:

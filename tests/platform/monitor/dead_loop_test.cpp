@@ -13,20 +13,9 @@
 
 #include "plat_kernel.h"
 #include "plat_monitor.h"
+#include "support/free_port.h"
 
 namespace {
-
-uint16_t FreePort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(addr);
-    bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof(addr));
-    getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len);
-    close(fd);
-    return ntohs(addr.sin_port);
-}
 
 // One GET on a fresh connection; true when an answer's first bytes came back.
 bool Request(uint16_t port, const char *target) {
@@ -70,7 +59,7 @@ TEST(DeadLoopMonitor, OverdueEntryEndsTheProcessThroughTheCallback) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            uint16_t port = FreePort();
+            uint16_t port = rstest::FreePort();
             std::atomic<int> sleep_ms{3000};
             ServeSleeper(port, &sleep_ms);
             CF_DeadLoopCallBackSet(ExitReport);
@@ -84,7 +73,7 @@ TEST(DeadLoopMonitor, OverdueEntryEndsTheProcessThroughTheCallback) {
 }
 
 TEST(DeadLoopMonitor, ReportsOnceAndNeverForTimelyEntries) {
-    uint16_t port = FreePort();
+    uint16_t port = rstest::FreePort();
     std::atomic<int> sleep_ms{0};
     REST_HANDLE server = ServeSleeper(port, &sleep_ms);
     CF_DeadLoopCallBackSet(CountReport);
