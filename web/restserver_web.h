@@ -14,6 +14,7 @@
 #include "core/restserver_list.h"
 #include "plat_os.h"
 #include "restserver_handler.h"
+#include "restserver_rendezvous.h"
 
 RS_BEGIN_DECLS
 
@@ -45,19 +46,24 @@ typedef struct RS_HANDLER_CONTEXT {
     RS_LIST_NODE stNode; /* in the environment's list, released at teardown */
 } RS_HANDLER_CONTEXT;
 
-/* Where another thread hands a response message to the session's waiting handler. */
-typedef struct {
+/*
+ * Where another thread hands a response message to the session's waiting
+ * handler. The list head comes first, so the block's first two words are
+ * the first and last message nodes (the block itself when empty).
+ */
+struct RS_SESSION_SEM {
     RS_LIST_NODE stMsgList;
     u32 uiSessionId;
-    sem_t stSem;
+    sem_t stSem;             /* made by RESTSERVER_SemInit only */
     pthread_rwlock_t stLock; /* guards stMsgList */
-} RS_SESSION_SEM;
+};
 
 /* A node of the response message list. */
 typedef struct {
     RS_LIST_NODE stNode;
-    void *pMsg;
-} RS_SESSION_MSG;
+    void *pMsg; /* owned by the list while queued */
+} RS_RSP_MSG_NODE;
+typedef RS_RSP_MSG_NODE RS_SESSION_MSG;
 
 /* One request in flight. */
 struct RS_SESSION {
