@@ -4,6 +4,7 @@
 #include "auth/restserver_auth.h"
 #include "core/restserver_log.h"
 #include "plat_kernel.h"
+#include "plat_sync.h"
 
 // Runs the filter, then the handler or the refusal; the handler's result is ignored.
 static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSession, void *pReqHandle) {
@@ -16,11 +17,35 @@ static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSessio
     (void)pstContext->pfnHandler(pstSession->pstRequest, pstSession->pstResponse);
 }
 
+// A traced request's start: wall-clock time and CPU tick.
+typedef struct {
+    SYS_TIME_S stTime;
+    VOS_CPU_TICK_S stTick;
+} RS_TRACE_START;
+
+// Records the time the filter and the handler took together.
+static void RsRootTraceEnd(const RS_TRACE_START *pstStart, const RS_HANDLER_CONTEXT *pstContext) {
+    VOS_CPU_TICK_S stEnd = {};
+    VOS_CPU_TICK_S stDelta = {};
+    u32 uiMsHigh = 0;
+    u32 uiMsLow = 0;
+    (void)VOS_GetCpuTick(&stEnd.uiLow, &stEnd.uiHigh);
+    RsGetDeltaCpuTick(&pstStart->stTick, &stEnd, &stDelta);
+    (void)VOS_CpuTick2Ms(&stDelta, &uiMsHigh, &uiMsLow);
+    RsTraceRecordNew(&pstStart->stTime, &pstStart->stTick, pstContext->pcUrl, uiMsLow);
+}
+
 // The engine uses one handle both to read the request and to answer it.
-// Request tracing, when it comes, brackets the dispatch here.
+// The trace switch is read once: its value at arrival decides for the request.
 extern "C" RS_API void RsSocfRootHandler(void *pReqHandle, void *pContext, void *pReserved) {
     (void)pReserved;
     auto *pstContext = static_cast<RS_HANDLER_CONTEXT *>(pContext);
+    u32 uiTrace = g_restHandlerTraceEnable;
+    RS_TRACE_START stStart = {};
+    if (uiTrace != 0) {
+        (void)VOS_GetCpuTick(&stStart.stTick.uiLow, &stStart.stTick.uiHigh);
+        (void)SSP_Local_SystimeGet(&stStart.stTime);
+    }
     RS_LOG(RS_LOG_FINE, "Req(%s) processing.", REST_RequestUriGet(pReqHandle));
     if (pstContext == nullptr) {
         RS_LOG(RS_LOG_ERROR, "Req(%s) not found handler context, ignore.", REST_RequestUriGet(pReqHandle));
@@ -36,5 +61,6 @@ extern "C" RS_API void RsSocfRootHandler(void *pReqHandle, void *pContext, void 
         return;
     }
     RsRootDispatch(pstContext, pstSession, pReqHandle);
+    if (uiTrace != 0) RsRootTraceEnd(&stStart, pstContext);
     RsSessionDestroy(pstContext->pstWebEnv, pstSession);
 }

@@ -11,6 +11,7 @@
 
 #include "core/restserver_core.h"
 #include "plat_os.h"
+#include "plat_sync.h"
 #include "restserver_handler.h"
 #include "web/restserver_web.h"
 
@@ -102,6 +103,42 @@ RS_API u32 RsResponseStreamWrite(RS_RESPONSE *pstResponse, const char *pcText);
 RS_API u32 RsResponseStreamClose(RS_RESPONSE *pstResponse);
 RS_API u32 RsResponseDataPrintf(RS_RESPONSE *pstResponse, const char *pcFormat, ...);
 RS_API void RsResponseCheckAndAsyncFlush(RS_RESPONSE *pstResponse);
+
+/* Request trace log: records collect in memory and go to the trace file in batches. */
+#define RS_TRACE_PATH_LEN 128u
+
+typedef struct RS_TRACE_RECORD {
+    SYS_TIME_S stTime; /* local time at the request's start */
+    u32 uiStartTickLow;
+    u32 uiStartTickHigh;
+    const char *pcUrl; /* the handler context's URL, not copied */
+    u32 uiProcMs;
+    struct RS_TRACE_RECORD *pstNext;
+} RS_TRACE_RECORD;
+
+typedef struct {
+    RS_TRACE_RECORD *pstFirst;
+    RS_TRACE_RECORD *pstLast;
+    u32 uiCount; /* records pending */
+    u32 uiMax;   /* batch size */
+    u32 uiFull;  /* 1 from the batch's last record until its dump completes */
+} RS_TRACE_HEAD;
+
+RS_API extern u32 g_restHandlerTraceEnable;  /* read once per request, without the lock */
+RS_API extern VOS_MUTEX_ID g_RestTraceMutex; /* guards the list and the file writing */
+RS_API extern RS_TRACE_HEAD g_restTraceHead;
+RS_API extern char g_acRestTraceFile[RS_TRACE_PATH_LEN];
+
+/* The host's switch: batch size and on/off; switching on flushes pending records. */
+RS_API void RsTraceParaSet(u32 uiMax, u32 uiEnable);
+RS_API void RsTraceInfoInit(u32 uiMax);
+RS_API void RsTraceRecordNew(const SYS_TIME_S *pstTime, const VOS_CPU_TICK_S *pstStartTick, const char *pcUrl,
+                             u32 uiProcMs);
+/* Caller holds g_RestTraceMutex. */
+RS_API void RsTraceInfoDumpFile(void);
+RS_API void RsFdPrintf(int iFd, const char *pcFormat, ...) __attribute__((format(printf, 2, 3)));
+/* End minus start as 64-bit numbers of (high, low) words. */
+RS_API void RsGetDeltaCpuTick(const VOS_CPU_TICK_S *pstStart, const VOS_CPU_TICK_S *pstEnd, VOS_CPU_TICK_S *pstDelta);
 
 RS_END_DECLS
 

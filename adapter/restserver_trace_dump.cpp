@@ -1,0 +1,97 @@
+// Writing the trace batch to the trace file, and the tick arithmetic the
+// trace and the certificate loader share.
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "adapter/restserver_web_adp_socf.h"
+#include "core/restserver_log.h"
+#include "plat_config.h"
+#include "plat_text.h"
+
+#define RS_TRACE_FILE_FMT "../var/log/slot-%d/rest_req_trace_info.log"
+#define RS_TRACE_TEXT_LEN 256u
+#define RS_TRACE_URL_ROOM 128u
+#define RS_TRACE_TEXT_MAX 999
+#define RS_FD_PRINTF_LEN 1024u
+
+extern "C" RS_API void RsFdPrintf(int iFd, const char *pcFormat, ...) {
+    if (pcFormat == nullptr) return;
+    char acLine[RS_FD_PRINTF_LEN];
+    va_list args;
+    va_start(args, pcFormat);
+    int iLen = vsnprintf_s(acLine, sizeof(acLine), sizeof(acLine) - 2, pcFormat, args);
+    va_end(args);
+    if (iLen <= 0) return;
+    (void)!write(iFd, acLine, static_cast<size_t>(iLen));
+}
+
+extern "C" RS_API void RsGetDeltaCpuTick(const VOS_CPU_TICK_S *pstStart, const VOS_CPU_TICK_S *pstEnd,
+                                         VOS_CPU_TICK_S *pstDelta) {
+    u64 ulStart = (static_cast<u64>(pstStart->uiHigh) << 32) | pstStart->uiLow;
+    u64 ulEnd = (static_cast<u64>(pstEnd->uiHigh) << 32) | pstEnd->uiLow;
+    u64 ulDelta = ulEnd - ulStart;
+    pstDelta->uiLow = static_cast<u32>(ulDelta);
+    pstDelta->uiHigh = static_cast<u32>(ulDelta >> 32);
+}
+
+// Formats and writes one record; false when no buffer could be had, which
+// ends the batch.
+static bool RsTraceRecordWrite(int iFd, const RS_TRACE_RECORD *pstRecord) {
+    char acText[RS_TRACE_TEXT_LEN];
+    char *pcText = acText;
+    size_t ulSize = sizeof(acText);
+    size_t ulUrlLen = strlen(pstRecord->pcUrl);
+    if (ulUrlLen + RS_TRACE_URL_ROOM > RS_TRACE_TEXT_LEN) {
+        ulSize = ulUrlLen + RS_TRACE_URL_ROOM;
+        pcText = static_cast<char *>(malloc(ulSize));
+        if (pcText == nullptr) return false;
+    }
+    int iLen =
+        snprintf_s(pcText, ulSize, ulSize - 2, "startTick:0x%x 0x%x,url:%s,procMs:%d", pstRecord->uiStartTickHigh,
+                   pstRecord->uiStartTickLow, pstRecord->pcUrl, static_cast<int>(pstRecord->uiProcMs));
+    if (iLen <= 0) {
+        RS_LOG(RS_LOG_ERROR, "Restful trace of %s fail.", pstRecord->pcUrl);
+    } else if (iLen <= RS_TRACE_TEXT_MAX) {
+        const SYS_TIME_S *pstTime = &pstRecord->stTime;
+        RsFdPrintf(iFd, "%04d-%02d-%02d %02d:%02d:%02d %s\n", pstTime->usYear, pstTime->ucMonth, pstTime->ucDay,
+                   pstTime->ucHour, pstTime->ucMinute, pstTime->ucSecond, pcText);
+    }
+    if (pcText != acText) free(pcText);
+    return true;
+}
+
+static void RsTraceListReset(void) {
+    g_restTraceHead.pstFirst = nullptr;
+    g_restTraceHead.pstLast = nullptr;
+    g_restTraceHead.uiCount = 0;
+    g_restTraceHead.uiFull = 0;
+}
+
+// Caller holds g_RestTraceMutex. A file that cannot be opened keeps the
+// records for the next trigger.
+extern "C" RS_API void RsTraceInfoDumpFile(void) {
+    if (g_acRestTraceFile[0] == '\0') {
+        (void)snprintf_s(g_acRestTraceFile, sizeof(g_acRestTraceFile), sizeof(g_acRestTraceFile) - 1, RS_TRACE_FILE_FMT,
+                         static_cast<int>(g_frame_slot_id));
+    }
+    int iFd = open(g_acRestTraceFile, O_RDWR | O_CREAT | O_APPEND, 0640);
+    if (iFd < 0) return;
+    RS_TRACE_RECORD *pstRecord = g_restTraceHead.pstFirst;
+    while (pstRecord != nullptr) {
+        RS_TRACE_RECORD *pstNext = pstRecord->pstNext;
+        if (!RsTraceRecordWrite(iFd, pstRecord)) break;
+        free(pstRecord);
+        pstRecord = pstNext;
+    }
+    // Records left after a failed buffer allocation are dropped.
+    while (pstRecord != nullptr) {
+        RS_TRACE_RECORD *pstNext = pstRecord->pstNext;
+        free(pstRecord);
+        pstRecord = pstNext;
+    }
+    RsTraceListReset();
+    (void)close(iFd);
+}
