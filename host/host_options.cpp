@@ -1,4 +1,4 @@
-// Command line of restserver-host: --root DIR, --instances N, --help.
+// Command line of restserver-host: --root DIR, --instances N, --trace N, --help.
 #include "host_options.h"
 
 #include <charconv>
@@ -15,6 +15,11 @@ bool InstancesParse(std::string_view text, unsigned &count) {
     return ec == std::errc() && end == text.data() + text.size() && count >= 1 && count <= RS_MAX_INST_NUM;
 }
 
+bool TraceParse(std::string_view text, unsigned &batch) {
+    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), batch);
+    return ec == std::errc() && end == text.data() + text.size() && batch >= 1;
+}
+
 }  // namespace
 
 bool HostOptionsParse(int argc, char **argv, HostOptions &options, std::string &error) {
@@ -24,7 +29,7 @@ bool HostOptionsParse(int argc, char **argv, HostOptions &options, std::string &
             options.help = true;
             continue;
         }
-        if (arg != "--root" && arg != "--instances") {
+        if (arg != "--root" && arg != "--instances" && arg != "--trace") {
             error = "unknown option '" + std::string(arg) + "'";
             return false;
         }
@@ -35,6 +40,11 @@ bool HostOptionsParse(int argc, char **argv, HostOptions &options, std::string &
         std::string_view value = argv[++i];
         if (arg == "--root") {
             options.root = value;
+        } else if (arg == "--trace") {
+            if (!TraceParse(value, options.trace)) {
+                error = "--trace takes a batch size of at least 1, not '" + std::string(value) + "'";
+                return false;
+            }
         } else if (!InstancesParse(value, options.instances)) {
             error = "--instances takes a number from 1 to " + std::to_string(RS_MAX_INST_NUM) + ", not '" +
                     std::string(value) + "'";
@@ -46,7 +56,7 @@ bool HostOptionsParse(int argc, char **argv, HostOptions &options, std::string &
 
 void HostUsagePrint(std::FILE *out) {
     std::fprintf(out,
-                 "usage: restserver-host [--root DIR] [--instances N]\n"
+                 "usage: restserver-host [--root DIR] [--instances N] [--trace N]\n"
                  "\n"
                  "Serves a restserver deployment until SIGINT or SIGTERM.\n"
                  "\n"
@@ -56,6 +66,9 @@ void HostUsagePrint(std::FILE *out) {
                  "  --instances N    server instances to make and start, 1 to %u (default 1); they\n"
                  "                   share the one listening address of platform.json, which only\n"
                  "                   the first binds (the others log why)\n"
+                 "  --trace N        record every request's URL and processing time in\n"
+                 "                   ../var/log/slot-<slot>/rest_req_trace_info.log, written in\n"
+                 "                   batches of N lines (default: off)\n"
                  "  --help           this text\n"
                  "\n"
                  "One line per instance tells where it listens or that its start-up failed;\n"

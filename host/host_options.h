@@ -9,6 +9,7 @@ namespace host {
 struct HostOptions {
     std::string root;  // deployment folder; empty: run in the current directory
     unsigned instances = 1;
+    unsigned trace = 0;  // trace batch size; 0: tracing stays off
     bool help = false;
 };
 

@@ -16,6 +16,9 @@
 #include "restserver_host.h"
 #include "stop_signals.h"
 
+// The library's trace switch: batch size and on/off.
+extern "C" void RsTraceParaSet(uint32_t uiMax, uint32_t uiEnable);
+
 namespace {
 
 constexpr int kExitServed = 0;
@@ -43,6 +46,7 @@ int Serve(const host::HostOptions &options, const sigset_t &stop_signals) {
         std::fprintf(stderr, "restserver-host: the library could not be initialised\n");
         return kExitNotServing;
     }
+    if (options.trace > 0) RsTraceParaSet(options.trace, 1);
     std::vector<host::HostInstance> instances = host::HostInstancesStart(options.instances);
     host::HostInstancesAwait(instances, kStartLimit);
     int status = kExitNotServing;
