@@ -6,6 +6,9 @@
 # authentication off, handler, trace off). Prints requests/s, p50, p99 and
 # peak RSS per run, the median ratios, the peak RSS with 1,000 idle
 # connections and the latency of a request while 64 entries are blocked.
+# The rendezvous round: the rendezvous example's route answered by its worker
+# thread (wait and wake, two thread switches each) against the same answer
+# written directly by the handler, both over TLS on the same host.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
@@ -32,7 +35,7 @@ need_tools() {
 
 build() {
     cmake -S "$ROOT" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DRS_BENCH=ON >/dev/null
-    cmake --build "$BUILD_DIR" -j2 --target engine_hello_server restserver-host demo_handler >/dev/null
+    cmake --build "$BUILD_DIR" -j2 --target engine_hello_server restserver-host demo_handler rendezvous_handler >/dev/null
 }
 
 # The demo deployment with its port moved and logging above the per-request level.
@@ -41,8 +44,17 @@ make_host_deployment() {  # port
     sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' "$WORK/demo/conf/platform.json"
 }
 
-start_host() {  # port
-    taskset -c 0 "$WORK/demo/bin/restserver-host" --root "$WORK/demo" >/dev/null &
+# The demo deployment serving the rendezvous example as its business module.
+make_rv_deployment() {  # port
+    bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$WORK/rv" >/dev/null
+    cp "$BUILD_DIR/lib/librendezvous_handler.so" "$WORK/rv/lib/"
+    cp "$ROOT/examples/rendezvous/rendezvous.cfg" "$WORK/rv/lib/resthandler.cfg"
+    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' "$WORK/rv/conf/platform.json"
+}
+
+start_host() {  # port [deployment]
+    local root=${2:-$WORK/demo}
+    taskset -c 0 "$root/bin/restserver-host" --root "$root" >/dev/null &
     HOST_PID=$!
     PIDS+=("$HOST_PID")
     wait_port "$1"
@@ -159,7 +171,9 @@ ENGINE_TLS_PORT=$(free_port)
 NGINX_PORT=$(free_port)
 NGINX_TLS_PORT=$(free_port)
 HOST_PORT=$(free_port)
+RV_PORT=$(free_port)
 make_host_deployment "$HOST_PORT"
+make_rv_deployment "$RV_PORT"
 
 start_nginx
 printf '%-14s %12s %10s %10s %10s\n' run requests/s p50_ms p99_ms peak_KiB
@@ -176,11 +190,16 @@ for round in $(seq 1 "$ROUNDS"); do
     start_host "$HOST_PORT"
     run host-tls "https://127.0.0.1:$HOST_PORT/hello" "$HOST_PID"
     kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
+    start_host "$RV_PORT" "$WORK/rv"
+    run rv-worker "https://127.0.0.1:$RV_PORT/rv/bench" "$HOST_PID"
+    run rv-direct "https://127.0.0.1:$RV_PORT/rv-direct/bench" "$HOST_PID"
+    kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
 done
 ratios engine-plain nginx-plain
 ratios engine-tls nginx-tls
 ratios host-tls nginx-tls
 ratios host-tls engine-tls
+ratios rv-worker rv-direct
 
 start_engine "$ENGINE_PORT"
 idle_connections "$ENGINE_PORT" "$ENGINE_PID"
