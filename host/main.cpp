@@ -16,9 +16,6 @@
 #include "restserver_host.h"
 #include "stop_signals.h"
 
-// The library's trace switch: batch size and on/off.
-extern "C" void RsTraceParaSet(uint32_t uiMax, uint32_t uiEnable);
-
 namespace {
 
 constexpr int kExitServed = 0;

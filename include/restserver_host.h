@@ -33,6 +33,10 @@ RS_API uint32_t RESTSERVER_InstStart(RS_INSTANCE *pstInst);
 RS_API uint32_t RESTSERVER_InstDestroy(RS_INSTANCE *pstInst);
 RS_API uint32_t RsStateGet(RS_INSTANCE *pstInst);
 
+/* Request tracing: on (uiEnable non-zero) with batches of uiMax records
+ * written to ../var/log/slot-<slot>/rest_req_trace_info.log, or off. */
+RS_API void RsTraceParaSet(uint32_t uiMax, uint32_t uiEnable);
+
 RS_END_DECLS
 
 #endif
