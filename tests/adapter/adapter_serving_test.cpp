@@ -79,9 +79,7 @@ std::string Body(const std::string &answer) {
 class AdapterServing : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string json = "{\"node\":{\"common_root\":\"" + deployment_.Root() + "\"}}";
-        ASSERT_EQ(PLAT_InitFromText(json.c_str()), 0u) << PLAT_LastError();
-        deployment_.WriteAccessRules();
+        ASSERT_EQ(deployment_.PrepareInstances(), "");
         ASSERT_EQ(RESTSERVER_GlobalInit(), 0u);
         ASSERT_EQ(RESTSERVER_InstMake(&inst_, &id_), 0u);
         log_.emplace();

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "plat_config.h"
+
 namespace fs = std::filesystem;
 
 namespace rstest {
@@ -48,6 +50,13 @@ void Deployment::Copy(const std::string &source, const std::string &relative) co
 void Deployment::WriteAccessRules() const {
     Write("conf/vog_auth/right.json", R"([{"method":"GET","uri-pattern":"rest/a","action":"read"}])");
     Write("conf/vog_auth/policy.json", R"({"read":"role:op_admin"})");
+}
+
+std::string Deployment::PrepareInstances() const {
+    std::string json = "{\"node\":{\"common_root\":\"" + root_ + "\"}}";
+    if (PLAT_InitFromText(json.c_str()) != 0) return PLAT_LastError();
+    WriteAccessRules();
+    return "";
 }
 
 }  // namespace rstest

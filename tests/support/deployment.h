@@ -26,6 +26,9 @@ public:
     // Writes conf/vog_auth/right.json (one rule) and policy.json: an instance
     // made without them gets no kernel server.
     void WriteAccessRules() const;
+    // Points the platform's common root here and writes the access rules, so
+    // instances can be made; "" on success, else the platform's reason.
+    std::string PrepareInstances() const;
 
 private:
     std::string root_;

@@ -18,9 +18,7 @@ namespace {
 class WebSession : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string json = "{\"node\":{\"common_root\":\"" + deployment_.Root() + "\"}}";
-        ASSERT_EQ(PLAT_InitFromText(json.c_str()), 0u) << PLAT_LastError();
-        deployment_.WriteAccessRules();
+        ASSERT_EQ(deployment_.PrepareInstances(), "");
         ASSERT_EQ(RESTSERVER_GlobalInit(), 0u);
         ASSERT_EQ(RESTSERVER_InstMake(&inst_, &id_), 0u);
         env_ = inst_->pstWebEnv;
