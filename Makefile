@@ -18,6 +18,7 @@ build: deps $(BUILD)/CMakeCache.txt
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j2
+	@bash scripts/check-layers.sh
 
 asan:
 	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DRS_SANITIZE=address,undefined -DRS_BENCH=OFF"

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "adapter/restserver_http.h"
 #include "adapter/restserver_web_adp_socf.h"
 #include "plat_kernel.h"
 

@@ -2,7 +2,8 @@
 // failure reported as all ones with the engine's code in the log.
 #include <string.h>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_http.h"
+#include "core/restserver_core.h"
 #include "core/restserver_log.h"
 #include "plat_kernel.h"
 
@@ -60,17 +61,6 @@ extern "C" RS_API u32 RsResponseStreamClose(RS_RESPONSE *pstResponse) {
         return RS_ERR;
     }
     return RS_OK;
-}
-
-// Answers are written at once; there is nothing buffered to print into or flush.
-extern "C" RS_API u32 RsResponseDataPrintf(RS_RESPONSE *pstResponse, const char *pcFormat, ...) {
-    (void)pstResponse;
-    (void)pcFormat;
-    return RS_OK;
-}
-
-extern "C" RS_API void RsResponseCheckAndAsyncFlush(RS_RESPONSE *pstResponse) {
-    (void)pstResponse;
 }
 
 extern "C" RS_API uint32_t RESTSERVER_HttpRspHeadItemAdd(RS_RESPONSE *pstResponse, const char *pcName,

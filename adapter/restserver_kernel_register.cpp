@@ -5,12 +5,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "adapter/restserver_web_adp_socf.h"
-#include "config/restserver_cfg.h"
+#include "adapter/restserver_kernel.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "plat_kernel.h"
 #include "plat_text.h"
+#include "web/restserver_web.h"
 
 static_assert(sizeof(RS_END_POINT) == sizeof(REST_END_POINT));
 static_assert(offsetof(RS_END_POINT, uiAddrKind) == offsetof(REST_END_POINT, uiAddrKind));

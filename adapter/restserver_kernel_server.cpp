@@ -4,8 +4,11 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "adapter/restserver_web_adp_socf.h"
-#include "auth/restserver_auth.h"
+#include "adapter/restserver_kernel.h"
+#include "auth/restserver_auth_expr.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
+#include "core/restserver_core.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "plat_kernel.h"
@@ -13,8 +16,6 @@
 
 #define RS_DEAD_LOOP_CHECK_MS 5000u
 #define RS_DEAD_LOOP_MAX_RUN_MS 1200000u
-
-RS_API VOS_MUTEX_ID g_AuthMutex = 0;
 
 extern "C" RS_API void RsServerDeadLoopCallBack(void) {
     RS_LOG(RS_LOG_ERROR, "Process exit because REST_Server exist DeadLoop.");
@@ -26,12 +27,6 @@ extern "C" RS_API u32 RsServerDeadLoopInit(void) {
     (void)CF_DeadLoopCallBackSet(RsServerDeadLoopCallBack);
     (void)CF_DeadLoopCheckIntervalSet(RS_DEAD_LOOP_CHECK_MS);
     return CF_DeadLoopTaskMaxRunTimeSet(RS_DEAD_LOOP_MAX_RUN_MS);
-}
-
-// The lock is made once: a later instance must not re-make it under a
-// request of an earlier one that holds it.
-static void RsAuthMutexInit(void) {
-    if (g_AuthMutex == 0) (void)VOS_MutexInit(&g_AuthMutex, 0);
 }
 
 // Runs under the root store lock when an instance is made: nothing here

@@ -4,7 +4,7 @@
 #include <stddef.h>
 #include <string.h>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_kernel.h"
 #include "config/restserver_cfg.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
@@ -29,10 +29,6 @@ static_assert(offsetof(RS_SSL_PARAM, aucReserved) == 108);
 
 // Continuation lines sit under the text after "RsKernelAuthEnable, Cfg is: ".
 #define RS_CFG_INDENT "                            "
-
-extern "C" RS_API u32 RsSslInit(void) {
-    return RS_OK;
-}
 
 static void RsSslCfgLog(const MicroserviceRestCfg *pstCfg) {
     RS_LOG(RS_LOG_INFO, "RsKernelAuthEnable, Cfg is: SslVersion:%s", pstCfg->pcSslVersion);
@@ -69,12 +65,16 @@ static void RsSslParamFill(const MicroserviceRestCfg *pstCfg, RS_SSL_PARAM *pstP
     pstParam->uiCipherNum = pstCfg->ucCipherNum;
 }
 
-// The microservice record is released here; a TLS failure only logs and
-// the start-up goes on.
+// The microservice record is released here, also when there is no server
+// to take it; a TLS failure only logs and the start-up goes on.
 extern "C" RS_API void RsKernelAuthEnable(RS_KERNEL_SERVER *pstServer, RS_META_AUTH *pstAuth) {
     MicroserviceRestCfg *pstCfg = pstAuth == nullptr ? nullptr : pstAuth->pstMsRestCfg;
     if (pstCfg == nullptr) {
         RS_LOG(RS_LOG_ERROR, "RsKernelAuthEnable pstMsRestCfg is null.");
+        return;
+    }
+    if (pstServer == nullptr) {
+        Haf_FreeMicroserviceRestCfg(&pstAuth->pstMsRestCfg);
         return;
     }
     u32 uiRet = RsSslInit();

@@ -1,10 +1,14 @@
 // The engine's entry for every registered URL: state check, session,
 // auth filter, the URL's handler, session end.
-#include "adapter/restserver_web_adp_socf.h"
-#include "auth/restserver_auth.h"
+#include "adapter/restserver_kernel.h"
+#include "adapter/restserver_trace.h"
+#include "auth/restserver_auth_filter.h"
 #include "core/restserver_log.h"
+#include "core/restserver_tick.h"
 #include "plat_kernel.h"
 #include "plat_sync.h"
+#include "web/restserver_session.h"
+#include "web/restserver_web.h"
 
 // Runs the filter, then the handler or the refusal; the handler's result is ignored.
 static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSession, void *pReqHandle) {

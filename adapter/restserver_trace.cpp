@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
 
 extern "C" {

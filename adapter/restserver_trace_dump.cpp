@@ -1,12 +1,11 @@
-// Writing the trace batch to the trace file, and the tick arithmetic the
-// trace and the certificate loader share.
+// Writing the trace batch to the trace file.
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "plat_text.h"
@@ -26,15 +25,6 @@ extern "C" RS_API void RsFdPrintf(int iFd, const char *pcFormat, ...) {
     va_end(args);
     if (iLen <= 0) return;
     (void)!write(iFd, acLine, static_cast<size_t>(iLen));
-}
-
-extern "C" RS_API void RsGetDeltaCpuTick(const VOS_CPU_TICK_S *pstStart, const VOS_CPU_TICK_S *pstEnd,
-                                         VOS_CPU_TICK_S *pstDelta) {
-    u64 ulStart = (static_cast<u64>(pstStart->uiHigh) << 32) | pstStart->uiLow;
-    u64 ulEnd = (static_cast<u64>(pstEnd->uiHigh) << 32) | pstEnd->uiLow;
-    u64 ulDelta = ulEnd - ulStart;
-    pstDelta->uiLow = static_cast<u32>(ulDelta);
-    pstDelta->uiHigh = static_cast<u32>(ulDelta >> 32);
 }
 
 // Formats and writes one record; false when no buffer could be had, which

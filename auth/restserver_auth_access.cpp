@@ -1,6 +1,7 @@
 // The per-request access check: find the rule for the request key and
 // decide its expression against the caller's token record.
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "core/restserver_log.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // The auth filter in front of every handler, and the refusal it leads to.
 // Until token checking arrives every request passes, as it does when the
 // platform has authentication switched off.
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_filter.h"
 #include "core/restserver_log.h"
 #include "plat_text.h"
 

@@ -1,7 +1,7 @@
 // The two rule documents: right.json maps method and URI pattern to an
 // action, policy.json maps each action to its access expression. Each is
 // read whole and kept parsed for the life of the process.
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_rules.h"
 #include "core/restserver_json_file.h"
 
 extern "C" {

@@ -4,7 +4,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "core/restserver_log.h"
 #include "plat_text.h"
 

@@ -5,7 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "plat_os.h"
 #include "plat_text.h"
 

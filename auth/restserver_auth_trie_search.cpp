@@ -5,7 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_rules.h"
 
 namespace {
 

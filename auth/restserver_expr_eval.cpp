@@ -1,6 +1,6 @@
 // Decides an expression tree against a caller's token record. Runs on every
 // checked request: it only reads, allocates nothing and takes no lock.
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_expr.h"
 #include "plat_os.h"
 
 namespace {

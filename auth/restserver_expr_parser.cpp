@@ -10,7 +10,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_expr.h"
 
 namespace {
 

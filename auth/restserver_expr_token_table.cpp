@@ -3,7 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_expr.h"
+#include "auth/restserver_auth_lock.h"
 #include "plat_text.h"
 
 extern "C" {

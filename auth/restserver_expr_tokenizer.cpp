@@ -4,7 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_expr.h"
 #include "plat_text.h"
 
 namespace {

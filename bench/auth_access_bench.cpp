@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "plat_log.h"
 
 // Every allocation in the process passes through here and is counted.

@@ -21,8 +21,8 @@ extern "C" RS_API RS_CONF_ENV *RsConfEnvInit(RS_INSTANCE *pstInst, u8 ucInstId) 
     return pstEnv;
 }
 
-// Loaded objects stay loaded and platform records belong to the web side,
-// so only the model's own records are freed.
+// Loaded objects stay loaded and the auth entries' TLS records belong to the
+// adapter once registered, so only the model's own records are freed.
 extern "C" RS_API void RsConfEnvUnInit(RS_CONF_ENV *pstEnv) {
     if (pstEnv == nullptr) return;
     RsListWalk(&pstEnv->stModuleList, [](RS_LIST_NODE *pstNode) { free(pstNode); });
@@ -53,14 +53,6 @@ extern "C" RS_API RS_META_DOMAIN *RsConfDomainFind(RS_INSTANCE *pstInst) {
     RS_LIST_NODE *pstHead = &pstInst->pstConfEnv->stDomainList;
     if (RsListIsEmpty(pstHead)) return nullptr;
     return RsListRecord<RS_META_DOMAIN>(pstHead->next);
-}
-
-extern "C" RS_API RS_META_MODULE *RsConfModuleFind(void) {
-    return nullptr;
-}
-
-extern "C" RS_API RS_META_AUTH *RsConfAuthFind(void) {
-    return nullptr;
 }
 
 extern "C" RS_API void RsConfRootWalkDomain(RS_INSTANCE *pstInst, RS_CONF_WALK_FUNC pfnWalk, void *pArg) {

@@ -1,8 +1,7 @@
 /*
- * Handler configuration, internal interface: the per-instance configuration
- * model (domains, modules, handlers, auth entries) kept in intrusive lists in
- * file order, its walks and lookups, and the start-up phases that fill it
- * (parse), resolve it (load) and hand it to the web side (register).
+ * Configuration model: the per-instance records (domains, modules, handlers,
+ * auth entries) kept in intrusive lists in file order, their constructors,
+ * accessors, walks and lookups.
  */
 #ifndef RESTSERVER_CFG_H
 #define RESTSERVER_CFG_H
@@ -15,7 +14,6 @@
 RS_BEGIN_DECLS
 
 #define RS_CONF_MAGIC 0xADADADA2u
-#define RS_GROUP_NONE 0xFFFFFFFFu
 
 #define RS_HOST_MAX_LEN 63u
 #define RS_PORT_MAX_LEN 5u
@@ -74,6 +72,7 @@ RS_API void RsConfEnvUnInit(RS_CONF_ENV *pstEnv);
 RS_API RS_CONF_ENV *RsConfInstanceGet(u8 ucInstId);
 RS_API RS_CONF_ENV *RsConfInstanceGetBySessionId(u32 uiSessionId);
 RS_API RS_META_DOMAIN *RsConfDomainFind(RS_INSTANCE *pstInst);
+/* Always null: the environment is searched by walking it. */
 RS_API RS_META_MODULE *RsConfModuleFind(void);
 RS_API RS_META_AUTH *RsConfAuthFind(void);
 
@@ -103,54 +102,6 @@ RS_API void RsConfRootWalkDomain(RS_INSTANCE *pstInst, RS_CONF_WALK_FUNC pfnWalk
 RS_API void RsConfRootWalkModule(RS_INSTANCE *pstInst, RS_CONF_WALK_FUNC pfnWalk, void *pArg);
 RS_API void RsConfRootWalkAuth(RS_INSTANCE *pstInst, RS_CONF_WALK_FUNC pfnWalk, void *pArg);
 RS_API void RsConfDomainWalkHandler(RS_META_DOMAIN *pstDomain, RS_CONF_WALK_FUNC pfnWalk, void *pArg);
-
-/* Parse state of one handler configuration file. */
-#define RS_CONF_LINE_SIZE 512u
-
-typedef struct {
-    RS_INSTANCE *pstInst;
-    RS_META_MODULE *pstCurModule;
-    RS_META_DOMAIN *pstCurDomain;
-    RS_META_AUTH *pstCurAuth;
-    char acLine[RS_CONF_LINE_SIZE];
-} RS_CONF_CONTEXT;
-
-typedef u32 (*RS_CONF_TAG_PARSER)(char *pcValue, RS_CONF_CONTEXT *pstContext);
-
-typedef struct {
-    const char *pcTag;
-    RS_CONF_TAG_PARSER pfnParser;
-} RS_CONF_TAG_ENTRY;
-
-#define RS_CONF_TAG_NUM 2u
-
-RS_API extern const RS_CONF_TAG_ENTRY g_astContifureEntries[RS_CONF_TAG_NUM];
-
-/* Parse phase: the platform's microservice configuration, then the two handler files. */
-RS_API u32 RsConfParser(RS_INSTANCE *pstInst);
-RS_API u32 RsConfMicroServiceCfgRead(RS_CONF_CONTEXT *pstContext);
-RS_API u32 RsConfRestBussinessCfgRead(RS_CONF_CONTEXT *pstContext, const char *pcPath);
-RS_API void RsConfLineParser(char *pcLine, RS_CONF_CONTEXT *pstContext);
-RS_API void RsConfLineExtract(char **ppcTag, char **ppcValue);
-RS_API u32 RsConfDoParser(const char *pcTag, char *pcRawCfg, RS_CONF_CONTEXT *pstContext);
-RS_API u32 RsConfConfigLoadParser(char *pcValue, RS_CONF_CONTEXT *pstContext);
-RS_API u32 RsConfConfigUrlParser(char *pcValue, RS_CONF_CONTEXT *pstContext);
-
-/* Load phase: open every module, run its init function, resolve every handler. */
-RS_API u32 RsConfLoad(RS_INSTANCE *pstInst);
-RS_API u32 RsConfModuleLoad(RS_META_MODULE *pstModule, void *pArg);
-RS_API u32 RsConfDomainLoad(RS_META_DOMAIN *pstDomain, void *pArg);
-RS_API u32 RsConfHandlerLoad(RS_META_HANDLER *pstHandler, void *pArg);
-
-/* Register phase: hand domains, groups, TLS and handlers to the web environment. */
-RS_API u32 RsConfRegister(RS_INSTANCE *pstInst);
-RS_API u32 RsConfDomainRegister(RS_META_DOMAIN *pstDomain, RS_INSTANCE *pstInst);
-RS_API u32 RsConfGroupRegister(u32 uiMaxGroupId, RS_INSTANCE *pstInst);
-RS_API u32 RsConfAuthRegister(RS_META_AUTH *pstAuth, RS_INSTANCE *pstInst);
-RS_API u32 RsConfHandlerRegister(RS_META_HANDLER *pstHandler, RS_INSTANCE *pstInst);
-RS_API u32 RsAuthRegister(void);
-/* Parse, load and register in one call, for hosts that do not use the start-up machine. */
-RS_API void RsConfServerConfigInject(RS_INSTANCE *pstInst);
 
 RS_END_DECLS
 

@@ -3,7 +3,7 @@
 // can prepare what its handlers need. Failures are logged and skipped.
 #include <dlfcn.h>
 
-#include "config/restserver_cfg.h"
+#include "config/restserver_cfg_loader.h"
 #include "core/restserver_log.h"
 
 // Immediate binding, symbols visible to objects loaded later.

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include "config/restserver_cfg.h"
+#include "core/restserver_string.h"
 
 template <typename Record>
 static Record *RsConfRecordAlloc() {

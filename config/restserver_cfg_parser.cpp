@@ -4,8 +4,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "config/restserver_cfg.h"
+#include "config/restserver_cfg_parser.h"
+#include "core/restserver_diag.h"
 #include "core/restserver_log.h"
+#include "core/restserver_string.h"
 #include "plat_text.h"
 
 #define RS_COMMON_CFG_PATH "../lib/common_resthandler.cfg"

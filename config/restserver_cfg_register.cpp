@@ -1,7 +1,9 @@
 // The register phase: each domain is bound, its handler groups declared,
 // TLS enabled from its auth entry, and its handlers registered in file
 // order, all through the instance's web environment.
-#include "config/restserver_cfg.h"
+#include "config/restserver_cfg_register.h"
+#include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_parser.h"
 #include "core/restserver_log.h"
 #include "web/restserver_web.h"
 
@@ -52,10 +54,6 @@ extern "C" RS_API u32 RsConfHandlerRegister(RS_META_HANDLER *pstHandler, RS_INST
     RS_LOG(RS_LOG_INFO, "RsConfHandlerRegister: %s(%p) [%d].", pcName, reinterpret_cast<void *>(pfnHandler),
            static_cast<int>(uiGroupId));
     RsHandlerEnable(pstInst->pstWebEnv, uiGroupId, pcUrl, pfnHandler);
-    return RS_OK;
-}
-
-extern "C" RS_API u32 RsAuthRegister(void) {
     return RS_OK;
 }
 

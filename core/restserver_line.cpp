@@ -3,8 +3,8 @@
 // turned into spaces, trailing whitespace kept.
 #include <string.h>
 
-#include "core/restserver_core.h"
 #include "core/restserver_ctype.h"
+#include "core/restserver_string.h"
 
 extern "C" RS_API char *RsReadLine(FILE *pstFile, char *pcBuf, s32 iSize) {
     if (fgets(pcBuf, iSize, pstFile) == nullptr) return nullptr;

@@ -6,6 +6,7 @@
 
 #include "config/restserver_cfg.h"
 #include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 #include "core/restserver_log.h"
 #include "web/restserver_web.h"
 

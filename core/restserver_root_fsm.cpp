@@ -2,7 +2,11 @@
 // phase succeeded, column 1 after it failed. Every phase sets its own state
 // on entry, so the next row is the state the previous phase left.
 #include "config/restserver_cfg.h"
+#include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_parser.h"
+#include "config/restserver_cfg_register.h"
 #include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 #include "core/restserver_log.h"
 #include "web/restserver_web.h"
 

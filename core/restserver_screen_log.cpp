@@ -3,7 +3,7 @@
 // open-append-close, with no lock and no added newline.
 #include <stdarg.h>
 
-#include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 #include "plat_os.h"
 #include "plat_sync.h"
 #include "plat_text.h"

@@ -4,8 +4,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "core/restserver_core.h"
 #include "core/restserver_ctype.h"
+#include "core/restserver_string.h"
 #include "plat_text.h"
 
 extern "C" RS_API u64 RsStrLCopy(char *pcDest, const char *pcSrc, u64 ulSize) {

@@ -5,7 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 
 #define RS_RESUME_SIGNAL SIGUSR2
 

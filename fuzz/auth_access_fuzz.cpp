@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "plat_log.h"
 
 namespace {

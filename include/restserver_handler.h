@@ -41,6 +41,9 @@ typedef struct {
 
 typedef uint32_t (*RS_HANDLER_FUNC)(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
 
+/* The group id of a handler configured without one. */
+#define RS_GROUP_NONE 0xFFFFFFFFu
+
 /* Reading the request. Texts and bodies are the engine's, valid while the call lasts. */
 RS_API uint32_t RESTSERVER_HttpMethodGet(RS_REQUEST *pstRequest); /* an RS_HTTP_METHOD */
 RS_API const char *RESTSERVER_HttpUriGet(RS_REQUEST *pstRequest);

@@ -4,7 +4,7 @@
 
 #include "core/restserver_log.h"
 #include "plat_sync.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 static RS_SESSION_SEM *RsSessionSemGet(u32 uiSessionId) {
     RS_SESSION *pstSession = RsSessionFind(uiSessionId);

@@ -3,10 +3,9 @@
 // the id finds it.
 #include <stdlib.h>
 
-#include "adapter/restserver_web_adp_socf.h"
 #include "core/restserver_log.h"
 #include "plat_msg.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 // Caller holds the environment's lock for writing; the counter wraps at 16 bits.
 extern "C" RS_API u32 RsSessionIdGen(RS_WEB_ENV *pstWebEnv) {

@@ -4,9 +4,8 @@
 #include <stddef.h>
 #include <stdlib.h>
 
-#include "adapter/restserver_web_adp_socf.h"
-#include "config/restserver_cfg.h"
 #include "core/restserver_log.h"
+#include "web/restserver_session.h"
 #include "web/restserver_web.h"
 
 static void RsWebEnvTreeInit(RS_WEB_ENV *pstWebEnv) {
@@ -76,14 +75,11 @@ extern "C" RS_API u32 RsGroupEnable(RS_WEB_ENV *pstWebEnv, u32 uiGroupCount) {
     return RsKernelGroupEnable(pstWebEnv->pstKernel, uiGroupCount);
 }
 
-// The TLS record handed over with the auth entry is the web side's to
-// release, even when no kernel server takes it.
+// Handed over even without a kernel server: the adapter owns the auth
+// entry's TLS record from here and releases it either way.
 extern "C" RS_API void RsAuthEnable(RS_WEB_ENV *pstWebEnv, RS_META_AUTH *pstAuth) {
-    if (!RsWebKernelReady(pstWebEnv, "auth")) {
-        if (pstAuth != nullptr) Haf_FreeMicroserviceRestCfg(&pstAuth->pstMsRestCfg);
-        return;
-    }
-    RsKernelAuthEnable(pstWebEnv->pstKernel, pstAuth);
+    RS_KERNEL_SERVER *pstKernel = RsWebKernelReady(pstWebEnv, "auth") ? pstWebEnv->pstKernel : nullptr;
+    RsKernelAuthEnable(pstKernel, pstAuth);
 }
 
 extern "C" RS_API void RsHandlerEnable(RS_WEB_ENV *pstWebEnv, u32 uiGroupId, const char *pcUrl,

@@ -8,21 +8,16 @@
 #define RESTSERVER_WEB_H
 
 #include <pthread.h>
-#include <semaphore.h>
 
+#include "adapter/restserver_web_adp_socf.h"
 #include "core/restserver_core.h"
 #include "core/restserver_list.h"
 #include "plat_os.h"
 #include "restserver_handler.h"
-#include "restserver_rendezvous.h"
 
 RS_BEGIN_DECLS
 
 #define RS_WEB_MAGIC 0xADADADA3u
-/* First argument of DMS_MsgFree for messages queued on a session. */
-#define RS_SESSION_MSG_OWNER 0x80D60001u
-
-typedef struct RS_KERNEL_SERVER RS_KERNEL_SERVER;
 
 struct RS_WEB_ENV {
     u32 uiMagic;
@@ -46,39 +41,8 @@ typedef struct RS_HANDLER_CONTEXT {
     RS_LIST_NODE stNode; /* in the environment's list, released at teardown */
 } RS_HANDLER_CONTEXT;
 
-/*
- * Where another thread hands a response message to the session's waiting
- * handler. The list head comes first, so the block's first two words are
- * the first and last message nodes (the block itself when empty).
- */
-struct RS_SESSION_SEM {
-    RS_LIST_NODE stMsgList;
-    u32 uiSessionId;
-    sem_t stSem;             /* made by RESTSERVER_SemInit only */
-    pthread_rwlock_t stLock; /* guards stMsgList */
-};
-
-/* A node of the response message list. */
-typedef struct {
-    RS_LIST_NODE stNode;
-    void *pMsg; /* owned by the list while queued */
-} RS_RSP_MSG_NODE;
-typedef RS_RSP_MSG_NODE RS_SESSION_MSG;
-
-/* One request in flight. */
-struct RS_SESSION {
-    VOS_AVL3_NODE stTreeNode; /* first: the tree's node offset is 0 */
-    RS_REQUEST *pstRequest;
-    RS_RESPONSE *pstResponse;
-    RS_HANDLER_CONTEXT *pstHandlerContext;
-    RS_SESSION_SEM stSem;
-    u32 uiSessionId;
-};
-
 RS_API RS_WEB_ENV *RsWebEnvInit(RS_INSTANCE *pstInst, u32 uiInstId);
 RS_API void RsWebEnvUnInit(RS_WEB_ENV *pstWebEnv);
-
-struct RS_META_AUTH;
 
 /* What the registration walk hands over, domain by domain. */
 RS_API void RsDomainEnable(RS_WEB_ENV *pstWebEnv, const char *pcHost, const char *pcPort);
@@ -91,15 +55,6 @@ RS_API u32 RsCheckAbort(RS_WEB_ENV *pstWebEnv);
 RS_API RS_HANDLER_CONTEXT *RsCallbackReg(RS_SESSION *pstSession, void *pCallback);
 RS_API RS_WEB_ENV *RsWebInstanceGet(u32 uiInstId);
 RS_API RS_WEB_ENV *RsWebInstanceGetBySessionId(u32 uiSessionId);
-
-/* Sessions. */
-RS_API u32 RsSessionIdGen(RS_WEB_ENV *pstWebEnv);
-RS_API s32 RsSessionIdCompare(const void *pKeyA, const void *pKeyB);
-RS_API RS_SESSION *RsSessionMake(RS_WEB_ENV *pstWebEnv, RS_HANDLER_CONTEXT *pstContext, void *pReqHandle,
-                                 void *pRspHandle);
-RS_API RS_SESSION *RsSessionFind(u32 uiSessionId);
-RS_API void RsSessionDestroy(RS_WEB_ENV *pstWebEnv, RS_SESSION *pstSession);
-RS_API RS_SESSION *RsSessionGet(const void *pObject);
 
 RS_END_DECLS
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <string>
 
-#include "kernel/kernel_log.h"
+#include "log/log_macro.h"
 #include "plat_client.h"
 #include "plat_config.h"
 
@@ -92,7 +92,7 @@ curl_slist *FieldsBuild(const Request &request) {
 u32 Perform(const Request &request, Result &result) {
     CURL *curl = HandleGet();
     if (curl == nullptr) {
-        KLOG(PLAT_LOG_ERROR, "REST client: no transfer handle");
+        PLAT_LOG(PLAT_LOG_ERROR, "REST client: no transfer handle");
         return PLAT_ERR;
     }
     std::string url = UrlBuild(*request.endpoint, request.path);
@@ -115,14 +115,14 @@ u32 Perform(const Request &request, Result &result) {
     CURLcode code = curl_easy_perform(curl);
     curl_slist_free_all(fields);
     if (code != CURLE_OK) {
-        KLOG(PLAT_LOG_ERROR, "REST client: %s failed: %s", url.c_str(), curl_easy_strerror(code));
+        PLAT_LOG(PLAT_LOG_ERROR, "REST client: %s failed: %s", url.c_str(), curl_easy_strerror(code));
         return PLAT_ERR;
     }
     long status = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     result.body = static_cast<char *>(malloc(answer.size() + 1));
     if (result.body == nullptr) {
-        KLOG(PLAT_LOG_ERROR, "REST client: no memory for an answer of %zu bytes", answer.size());
+        PLAT_LOG(PLAT_LOG_ERROR, "REST client: no memory for an answer of %zu bytes", answer.size());
         return PLAT_ERR;
     }
     memcpy(result.body, answer.data(), answer.size());
@@ -138,7 +138,7 @@ u32 Send(const Request &request, char **body_out, u32 *len_out, u32 *status_out)
     if (status_out != nullptr) *status_out = 0;
     if (request.endpoint == nullptr || request.path == nullptr || request.kind > SSP_REST_POST ||
         (request.head_count != 0 && (request.head_names == nullptr || request.head_values == nullptr))) {
-        KLOG(PLAT_LOG_ERROR, "REST client: bad request arguments");
+        PLAT_LOG(PLAT_LOG_ERROR, "REST client: bad request arguments");
         return PLAT_ERR;
     }
     Result result;

@@ -15,10 +15,10 @@
 #include <optional>
 #include <string>
 
-#include "kernel/kernel_log.h"
 #include "kernel/loop_pool.h"
 #include "kernel/request.h"
 #include "kernel/server.h"
+#include "log/log_macro.h"
 #include "monitor/entry_marks.h"
 
 namespace kernel {
@@ -94,7 +94,7 @@ private:
 
     void OnHandshake(beast::error_code ec) {
         if (ec) {
-            KLOG(PLAT_LOG_FINE, "TLS handshake failed: %s", ec.message().c_str());
+            PLAT_LOG(PLAT_LOG_FINE, "TLS handshake failed: %s", ec.message().c_str());
             return;
         }
         WaitRequest();
@@ -166,7 +166,7 @@ private:
     void Fail(beast::error_code ec) {
         unsigned status = FailureStatus(ec);
         if (status == 0) return;
-        KLOG(PLAT_LOG_FINE, "request refused with %u: %s", status, ec.message().c_str());
+        PLAT_LOG(PLAT_LOG_FINE, "request refused with %u: %s", status, ec.message().c_str());
         Refuse(status, ec.message().c_str());
     }
 
@@ -192,7 +192,7 @@ private:
             net::post(self->stream_.get_executor(), [self] { self->RunEntry(); });
         };
         if (server_.gate().Enqueue(pool_, std::move(resume)) == EntryGate::Admission::kFull) {
-            KLOG(PLAT_LOG_WARN, "entry queue full, refused: %s", request_.uri.c_str());
+            PLAT_LOG(PLAT_LOG_WARN, "entry queue full, refused: %s", request_.uri.c_str());
             Unavailable();
         }
     }
@@ -220,7 +220,7 @@ private:
         try {
             route.entry(&request_, route.user, nullptr);
         } catch (...) {
-            KLOG(PLAT_LOG_ERROR, "entry threw for %s", request_.uri.c_str());
+            PLAT_LOG(PLAT_LOG_ERROR, "entry threw for %s", request_.uri.c_str());
         }
         monitor::EntryEnd();
         LoopPool::EntryEnd();
@@ -233,7 +233,7 @@ private:
     void EntryFinish() {
         Reply &reply = request_.reply;
         if (reply.state == Reply::State::kNone) {
-            KLOG(PLAT_LOG_ERROR, "entry returned without an answer: %s", request_.uri.c_str());
+            PLAT_LOG(PLAT_LOG_ERROR, "entry returned without an answer: %s", request_.uri.c_str());
             reply.fields.clear();
             reply.has_content_type = false;
             ReplySetPlain(reply, 500, "Internal Server Error");

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kernel/kernel_log.h"
+#include "log/log_macro.h"
 
 namespace kernel {
 
@@ -107,7 +107,7 @@ void LoopPool::RunPrimary(Runner *runner) {
     try {
         loop.context.run();
     } catch (const std::exception &error) {
-        KLOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+        PLAT_LOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
     }
 }
 
@@ -138,7 +138,7 @@ void LoopPool::RunSpare(Runner *runner) {
                 if (ShouldReturn(*loop)) break;
             }
         } catch (const std::exception &error) {
-            KLOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+            PLAT_LOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
         }
         lock.lock();
         runner->loop = nullptr;

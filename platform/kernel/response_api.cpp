@@ -5,8 +5,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "kernel/kernel_log.h"
 #include "kernel/request.h"
+#include "log/log_macro.h"
 
 using kernel::Reply;
 using kernel::Request;
@@ -50,7 +50,7 @@ PLAT_API u32 REST_ResponseHeadAdd(REST_REQ req, const char *pcName, const char *
     Reply &reply = static_cast<Request *>(req)->reply;
     if (reply.state != Reply::State::kNone) return PLAT_ERR;
     if (!IsFieldText(pcName) || !IsFieldText(pcValue) || strchr(pcName, ':') != nullptr || IsReserved(pcName)) {
-        KLOG(PLAT_LOG_WARN, "response field refused: %s", pcName);
+        PLAT_LOG(PLAT_LOG_WARN, "response field refused: %s", pcName);
         return PLAT_ERR;
     }
     try {

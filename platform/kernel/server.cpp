@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "kernel/connection.h"
-#include "kernel/kernel_log.h"
 #include "kernel/tls_context.h"
+#include "log/log_macro.h"
 
 namespace kernel {
 
@@ -46,14 +46,14 @@ Server::~Server() {
 
 uint32_t Server::TlsEnable(const REST_SSL_PARAM &param) {
     if (param.pcCertFile == nullptr || param.pcCertFile[0] == '\0') {
-        KLOG(PLAT_LOG_WARN, "TLS settings without a certificate file: the server stays on plain HTTP");
+        PLAT_LOG(PLAT_LOG_WARN, "TLS settings without a certificate file: the server stays on plain HTTP");
         return PLAT_OK;
     }
     auto context = TlsContextMake(param);
     if (!context) return PLAT_ERR;
     std::lock_guard lock(mutex_);
     tls_ = std::move(context);
-    KLOG(PLAT_LOG_INFO, "TLS enabled (%s, certificate %s)", param.pcSslVersion, param.pcCertFile);
+    PLAT_LOG(PLAT_LOG_INFO, "TLS enabled (%s, certificate %s)", param.pcSslVersion, param.pcCertFile);
     return PLAT_OK;
 }
 
@@ -67,11 +67,11 @@ uint32_t Server::EndpointAdd(const REST_END_POINT &endpoint, uint32_t backlog) {
 uint32_t Server::RouteAdd(const char *pattern, const Route &route) {
     std::lock_guard lock(mutex_);
     if (started_) {
-        KLOG(PLAT_LOG_ERROR, "route added after start refused: %s", pattern);
+        PLAT_LOG(PLAT_LOG_ERROR, "route added after start refused: %s", pattern);
         return PLAT_ERR;
     }
     if (!router_.Add(pattern, route)) {
-        KLOG(PLAT_LOG_ERROR, "route pattern refused: %s", pattern);
+        PLAT_LOG(PLAT_LOG_ERROR, "route pattern refused: %s", pattern);
         return PLAT_ERR;
     }
     if (route.group != REST_GROUP_NONE && route.group + 1 > highest_group_) highest_group_ = route.group + 1;
@@ -98,7 +98,7 @@ uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
     boost::system::error_code ec;
     tcp::endpoint endpoint(net::ip::make_address(address, ec), wanted.port);
     if (ec) {
-        KLOG(PLAT_LOG_ERROR, "endpoint address refused: %s", address);
+        PLAT_LOG(PLAT_LOG_ERROR, "endpoint address refused: %s", address);
         return PLAT_ERR;
     }
     auto listener = std::make_unique<Listener>(loops_->Next());
@@ -112,10 +112,10 @@ uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
         acceptor.listen(
             wanted.backlog != 0 ? static_cast<int>(wanted.backlog) : net::socket_base::max_listen_connections, ec);
     if (ec) {
-        KLOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
+        PLAT_LOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
         return PLAT_ERR;
     }
-    KLOG(PLAT_LOG_INFO, "listening on %s%s", listener->name.c_str(), tls_ ? " (TLS)" : "");
+    PLAT_LOG(PLAT_LOG_INFO, "listening on %s%s", listener->name.c_str(), tls_ ? " (TLS)" : "");
     listeners_.push_back(std::move(listener));
     return PLAT_OK;
 }
@@ -133,7 +133,7 @@ uint32_t Server::Start() {
     for (const EndpointSpec &wanted : endpoints_)
         ListenerOpen(wanted);
     if (listeners_.empty()) {
-        KLOG(PLAT_LOG_ERROR, "server %s not started: no endpoint could be bound", name_.c_str());
+        PLAT_LOG(PLAT_LOG_ERROR, "server %s not started: no endpoint could be bound", name_.c_str());
         loops_.reset();
         return PLAT_ERR;
     }
@@ -141,8 +141,8 @@ uint32_t Server::Start() {
         Accept(*listener);
     loops_->Start();
     started_ = true;
-    KLOG(PLAT_LOG_INFO, "server %s started: %u loops, %u workers, %u groups", name_.c_str(), limits_.io_threads,
-         limits_.workers, groups);
+    PLAT_LOG(PLAT_LOG_INFO, "server %s started: %u loops, %u workers, %u groups", name_.c_str(), limits_.io_threads,
+             limits_.workers, groups);
     return PLAT_OK;
 }
 
@@ -152,7 +152,7 @@ void Server::Accept(Listener &listener) {
             if (ec == net::error::operation_aborted || stopping()) return;
             if (!ec) return OnAccept(listener, std::move(socket));
             // Out of descriptors or similar: try again shortly, never spin.
-            KLOG(PLAT_LOG_WARN, "accept on %s failed: %s", listener.name.c_str(), ec.message().c_str());
+            PLAT_LOG(PLAT_LOG_WARN, "accept on %s failed: %s", listener.name.c_str(), ec.message().c_str());
             listener.retry.expires_after(kAcceptRetry);
             listener.retry.async_wait([this, &listener](boost::system::error_code ec) {
                 if (!ec && !stopping()) Accept(listener);
@@ -165,7 +165,7 @@ void Server::OnAccept(Listener &listener, tcp::socket socket) {
     stats_.connections_total.fetch_add(1, std::memory_order_relaxed);
     ConnectionStart(*this, std::move(socket), tls_.get());
     if (open < limits_.max_connections) return Accept(listener);
-    KLOG(PLAT_LOG_WARN, "connection limit %u reached: accepting paused", limits_.max_connections);
+    PLAT_LOG(PLAT_LOG_WARN, "connection limit %u reached: accepting paused", limits_.max_connections);
     listener.paused.store(true, std::memory_order_release);
     // A connection may have closed before the pause was visible.
     if (stats_.connections_open.load(std::memory_order_acquire) < limits_.max_connections) Resume(listener);
@@ -200,7 +200,8 @@ void Server::WaitEntries() {
         std::this_thread::sleep_for(kStopPoll);
     }
     uint64_t left = in_entry_.load(std::memory_order_acquire);
-    if (left != 0) KLOG(PLAT_LOG_ERROR, "stop grace over with %llu entries still running", (unsigned long long)left);
+    if (left != 0)
+        PLAT_LOG(PLAT_LOG_ERROR, "stop grace over with %llu entries still running", (unsigned long long)left);
 }
 
 uint32_t Server::Stop() {
@@ -219,13 +220,13 @@ uint32_t Server::Stop() {
     size_t left = loops_->Stop();
     if (left != 0) {
         // Their entries still use the loops: keep them, leaked, rather than free them under a running call.
-        KLOG(PLAT_LOG_ERROR, "server %s stopped with %zu threads left inside entries", name_.c_str(), left);
+        PLAT_LOG(PLAT_LOG_ERROR, "server %s stopped with %zu threads left inside entries", name_.c_str(), left);
         loops_.release();
         return PLAT_OK;
     }
     listeners_.clear();
     loops_.reset();  // destroys every connection still open
-    KLOG(PLAT_LOG_INFO, "server %s stopped", name_.c_str());
+    PLAT_LOG(PLAT_LOG_INFO, "server %s stopped", name_.c_str());
     return PLAT_OK;
 }
 

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <vector>
 
-#include "kernel/kernel_log.h"
 #include "kernel/server.h"
+#include "log/log_macro.h"
 
 using kernel::Route;
 using kernel::Server;
@@ -23,9 +23,9 @@ Result Guarded(const char *what, Call call, Result failed = PLAT_ERR) {
     try {
         return call();
     } catch (const std::exception &error) {
-        KLOG(PLAT_LOG_ERROR, "%s failed: %s", what, error.what());
+        PLAT_LOG(PLAT_LOG_ERROR, "%s failed: %s", what, error.what());
     } catch (...) {
-        KLOG(PLAT_LOG_ERROR, "%s failed", what);
+        PLAT_LOG(PLAT_LOG_ERROR, "%s failed", what);
     }
     return failed;
 }
@@ -43,7 +43,7 @@ REST_HANDLE ServerKeep(std::unique_ptr<Server> server) {
 u32 RouteAdd(REST_HANDLE handle, const char *path, REST_ENTRY entry, void *user, u32 group) {
     Server *server = AsServer(handle);
     if (server == nullptr || path == nullptr || entry == nullptr) {
-        KLOG(PLAT_LOG_ERROR, "route refused: bad server, path or entry (%s)", path != nullptr ? path : "(null)");
+        PLAT_LOG(PLAT_LOG_ERROR, "route refused: bad server, path or entry (%s)", path != nullptr ? path : "(null)");
         return PLAT_ERR;
     }
     return Guarded("route add", [&] { return server->RouteAdd(path, Route{entry, user, group, {}}); });
@@ -66,7 +66,7 @@ PLAT_API REST_HANDLE REST_ServerCreate(u32 uiFlags) {
 PLAT_API u32 REST_ServerSSLEnable(REST_HANDLE hServer, const REST_SSL_PARAM *pstParam) {
     Server *server = AsServer(hServer);
     if (server == nullptr || pstParam == nullptr) {
-        KLOG(PLAT_LOG_ERROR, "TLS enable refused: bad server or settings");
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS enable refused: bad server or settings");
         return PLAT_ERR;
     }
     return Guarded("TLS enable", [&] { return server->TlsEnable(*pstParam); });
@@ -76,7 +76,7 @@ PLAT_API u32 REST_EndPointBind(REST_HANDLE hServer, const REST_END_POINT *pstEnd
     (void)uiFlags;
     Server *server = AsServer(hServer);
     if (server == nullptr || pstEndPoint == nullptr) {
-        KLOG(PLAT_LOG_ERROR, "endpoint refused: bad server or endpoint");
+        PLAT_LOG(PLAT_LOG_ERROR, "endpoint refused: bad server or endpoint");
         return PLAT_ERR;
     }
     return Guarded("endpoint bind", [&] { return server->EndpointAdd(*pstEndPoint, uiBacklog); });

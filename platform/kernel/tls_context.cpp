@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "kernel/kernel_log.h"
+#include "log/log_macro.h"
 
 namespace kernel {
 
@@ -20,7 +20,7 @@ bool VersionApply(SSL_CTX *ctx, const char *version) {
     if (version != nullptr && strcmp(version, "TLSv1.2") == 0) floor = TLS1_2_VERSION;
     if (version != nullptr && strcmp(version, "TLSv1.3") == 0) floor = TLS1_3_VERSION;
     if (floor == 0) {
-        KLOG(PLAT_LOG_ERROR, "TLS version refused: %s", version != nullptr ? version : "(none)");
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS version refused: %s", version != nullptr ? version : "(none)");
         return false;
     }
     return SSL_CTX_set_min_proto_version(ctx, floor) == 1;
@@ -32,17 +32,17 @@ bool KeysApply(ssl::context &context, const REST_SSL_PARAM &param) {
     context.set_password_callback([password](std::size_t, ssl::context::password_purpose) { return password; }, ec);
     context.use_certificate_chain_file(param.pcCertFile, ec);
     if (ec) {
-        KLOG(PLAT_LOG_ERROR, "TLS certificate file refused: %s (%s)", param.pcCertFile, ec.message().c_str());
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS certificate file refused: %s (%s)", param.pcCertFile, ec.message().c_str());
         return false;
     }
     const char *key = param.pcKeyFile != nullptr ? param.pcKeyFile : "(none)";
     if (param.pcKeyFile != nullptr) context.use_private_key_file(param.pcKeyFile, ssl::context::pem, ec);
     if (param.pcKeyFile == nullptr || ec) {
-        KLOG(PLAT_LOG_ERROR, "TLS key file refused (wrong file or password): %s", key);
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS key file refused (wrong file or password): %s", key);
         return false;
     }
     if (SSL_CTX_check_private_key(context.native_handle()) != 1) {
-        KLOG(PLAT_LOG_ERROR, "TLS key file does not match the certificate: %s", key);
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS key file does not match the certificate: %s", key);
         return false;
     }
     return true;
@@ -55,7 +55,7 @@ bool CaFilesApply(ssl::context &context, const REST_SSL_PARAM &param) {
         boost::system::error_code ec;
         if (file != nullptr) context.load_verify_file(file, ec);
         if (file == nullptr || ec) {
-            KLOG(PLAT_LOG_ERROR, "TLS CA file refused: %s", file != nullptr ? file : "(none)");
+            PLAT_LOG(PLAT_LOG_ERROR, "TLS CA file refused: %s", file != nullptr ? file : "(none)");
             return false;
         }
     }
@@ -79,11 +79,11 @@ bool CiphersApply(SSL_CTX *ctx, const REST_SSL_PARAM &param) {
         list.append(name);
     }
     if (!suites.empty() && SSL_CTX_set_ciphersuites(ctx, suites.c_str()) != 1) {
-        KLOG(PLAT_LOG_ERROR, "TLS 1.3 suites refused: %s", suites.c_str());
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS 1.3 suites refused: %s", suites.c_str());
         return false;
     }
     if (!ciphers.empty() && SSL_CTX_set_cipher_list(ctx, ciphers.c_str()) != 1) {
-        KLOG(PLAT_LOG_ERROR, "TLS cipher list refused: %s", ciphers.c_str());
+        PLAT_LOG(PLAT_LOG_ERROR, "TLS cipher list refused: %s", ciphers.c_str());
         return false;
     }
     return true;

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "kernel/kernel_log.h"
+#include "log/log_macro.h"
 #include "monitor/entry_marks.h"
 #include "plat_monitor.h"
 
@@ -79,7 +79,7 @@ void Watch() {
         }
         CF_DEAD_LOOP_CALLBACK callback = monitor.callback;
         if (!overdue) continue;
-        KLOG(PLAT_LOG_ERROR, "entry call running past %u ms", monitor.max_run_ms);
+        PLAT_LOG(PLAT_LOG_ERROR, "entry call running past %u ms", monitor.max_run_ms);
         if (callback == nullptr) continue;
         lock.unlock();
         callback();
@@ -123,7 +123,7 @@ PLAT_API u32 CF_DeadLoopMonitorSwitch(u32 uiOn) {
         if (stopping.joinable()) stopping.detach();
         return PLAT_OK;
     } catch (...) {
-        KLOG(PLAT_LOG_ERROR, "dead-loop monitor switch failed");
+        PLAT_LOG(PLAT_LOG_ERROR, "dead-loop monitor switch failed");
         return PLAT_ERR;
     }
 }

@@ -2,7 +2,9 @@
 // which never reach the engine.
 #include <gtest/gtest.h>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_http.h"
+#include "adapter/restserver_kernel.h"
+#include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
 #include "support/log_capture.h"
 

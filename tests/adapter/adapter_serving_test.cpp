@@ -13,14 +13,18 @@
 #include <string>
 #include <thread>
 
-#include "adapter/restserver_web_adp_socf.h"
-#include "config/restserver_cfg.h"
+#include "adapter/restserver_http.h"
+#include "adapter/restserver_kernel.h"
+#include "adapter/restserver_trace.h"
+#include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_parser.h"
+#include "config/restserver_cfg_register.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "support/deployment.h"
 #include "support/free_port.h"
 #include "support/log_capture.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 namespace {
 

@@ -12,7 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 #include "auth_test_util.h"
 #include "core/restserver_json_file.h"
 #include "support/log_capture.h"

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "auth/restserver_auth.h"
+#include "auth/restserver_auth_lock.h"
+#include "auth/restserver_auth_rules.h"
 
 namespace authtest {
 

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "config/restserver_cfg.h"
+#include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_parser.h"
+#include "config/restserver_cfg_register.h"
 #include "core/restserver_log.h"
 #include "support/log_capture.h"
 

@@ -10,12 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "config/restserver_cfg.h"
+#include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_parser.h"
+#include "config/restserver_cfg_register.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "support/deployment.h"
 #include "support/log_capture.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 namespace rstest {
 

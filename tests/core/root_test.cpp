@@ -3,7 +3,9 @@
 #include <vector>
 
 #include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 #include "core/restserver_log.h"
+#include "core/restserver_string.h"
 #include "core_fixture.h"
 #include "support/log_capture.h"
 #include "support/suspended_thread.h"

@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "core/restserver_core.h"
+#include "core/restserver_diag.h"
+#include "core/restserver_string.h"
 #include "core_fixture.h"
 #include "support/suspended_thread.h"
 

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "core/restserver_core.h"
+#include "core/restserver_diag.h"
+#include "core/restserver_string.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <thread>
 
-#include "core/restserver_core.h"
+#include "core/restserver_diag.h"
 
 namespace rstest {
 

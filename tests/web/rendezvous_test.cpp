@@ -12,7 +12,7 @@
 #include "restserver_rendezvous.h"
 #include "support/deployment.h"
 #include "support/log_capture.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 namespace {
 

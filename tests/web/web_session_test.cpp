@@ -5,13 +5,15 @@
 #include <utility>
 #include <vector>
 
-#include "adapter/restserver_web_adp_socf.h"
+#include "adapter/restserver_http.h"
+#include "adapter/restserver_kernel.h"
+#include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
 #include "plat_config.h"
 #include "plat_msg.h"
 #include "support/deployment.h"
 #include "support/log_capture.h"
-#include "web/restserver_web.h"
+#include "web/restserver_session.h"
 
 namespace {
 

@@ -1,23 +1,19 @@
 /*
- * Authentication and authorisation, internal interface: the access
- * expression language (token kinds, tokenizer, parser, evaluator) and the
- * URL authorisation rules (rule files, segment trie, access check). All of
- * these are exported for hosts and tools as well.
+ * Access expression language: the word classification table, the tokenizer
+ * that turns an expression text into tokens, the recursive-descent parser
+ * that builds a tree from them and the evaluator that decides a tree against
+ * a caller's token record.
  */
-#ifndef RESTSERVER_AUTH_H
-#define RESTSERVER_AUTH_H
+#ifndef RESTSERVER_AUTH_EXPR_H
+#define RESTSERVER_AUTH_EXPR_H
 
 #include <regex.h>
 
 #include "auth/restserver_auth_token.h"
-#include "plat_json.h"
 #include "plat_types.h"
 #include "restserver_export.h"
-#include "restserver_handler.h"
 
 RS_BEGIN_DECLS
-
-/* ---- Access expression language ---- */
 
 /* Token kinds; 0, 1 and 6 are never produced. */
 enum {
@@ -93,64 +89,6 @@ RS_API u32 RsExprCompile(char *pcExpr, RsExprToken **ppstList, RsExprNode **ppst
 
 /* 1 granted, 0 refused; a missing tree or record grants. */
 RS_API u32 ExpressionParse(const RsExprNode *pstNode, const RsTokenItem *pstItem);
-
-/* ---- URL authorisation rules ---- */
-
-#define RS_AUTH_RULE_BUF_SIZE 1024u
-
-/* Siblings run newest first; a leaf's name is its rule's expression text. */
-typedef struct RsAuthConfigTrieNode {
-    char *name;
-    u32 isLeaf;
-    char *expression;
-    RsExprToken *tokenList;
-    RsExprNode *expressionTree;
-    struct RsAuthConfigTrieNode *next;
-    struct RsAuthConfigTrieNode *children;
-} RsAuthConfigTrieNode;
-
-/* One "/"-separated segment of a request key, viewed in place. */
-typedef struct {
-    const char *pcText;
-    u32 uiLen;
-} RsKeySegment;
-
-RS_API extern const char *g_pcRightJsonPath;
-RS_API extern const char *g_pcPolicyJsonPath;
-RS_API extern CFJSON *g_pRightJsonObject;
-RS_API extern CFJSON *g_pPolicyJsonObject;
-RS_API extern RsAuthConfigTrieNode g_AuthConfigTrieRoot;
-
-RS_API u32 RsAuthConfigLoad(void);
-RS_API u32 RsAuthRightConfigLoad(void);
-RS_API u32 RsAuthPolicyConfigLoad(void);
-
-RS_API void AddItemToAuthConfigTrie(char *pcRule);
-/* Releases every rule; the system never does, tools and tests start afresh with it. */
-RS_API void RsAuthConfigTrieClear(void);
-RS_API u32 UrlParamHolderCheck(const char *pcSegment);
-RS_API RsAuthConfigTrieNode *InsertAuthConfigChildren(const char *pcName, RsAuthConfigTrieNode **ppstChildren);
-
-/* Searches read the trie: the caller holds the rules lock for reading. */
-RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcKey);
-RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *pstNode, const RsKeySegment *pstSegments,
-                                             u32 uiCount, u32 uiDepth);
-RS_API RsAuthConfigTrieNode *SearchNextNode(RsAuthConfigTrieNode *pstFirst, const char *pcName);
-RS_API RsExprNode *SearchAuthExpression(const char *pcKey);
-
-/* 0 granted, 0xFFFFFFFF refused. */
-RS_API u32 RsAuthAccessCheck(const char *pcKey, const RsTokenItem *pstItem);
-RS_API u32 RsAuthAccessCheckTest(void);
-
-/* Loads write the token table and the trie under the writer side; requests read under the reader side. */
-RS_API void RsAuthRulesReadLock(void);
-RS_API void RsAuthRulesWriteLock(void);
-RS_API void RsAuthRulesUnlock(void);
-
-/* The filter every request passes before its handler: 0 lets it through. */
-RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse, u32 uiMethod);
-/* Answers 403 "The request is Forbidden.". */
-RS_API void RsSetAuthResponseCode(RS_RESPONSE *pstResponse);
 
 RS_END_DECLS
 

@@ -1,9 +1,10 @@
-// The engine's log line: through the platform log, only when logging is on.
+// The platform's own log line (engine, client, monitor): through the platform log,
+// only when logging is on.
 #pragma once
 
 #include "plat_log.h"
 
-#define KLOG(level, fmt, ...)                                                                                        \
+#define PLAT_LOG(level, fmt, ...)                                                                                    \
     do {                                                                                                             \
         if (g_stLogCfgs.uiEnable != 0) {                                                                             \
             QOR_CFrameLogToFile(g_stLogCfgs.pHandle, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, \
