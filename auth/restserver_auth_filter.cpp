@@ -1,6 +1,6 @@
 // The auth filter in front of every handler, and the refusal it leads to.
-// Until token checking arrives every request passes, as it does when the
-// platform has authentication switched off.
+// Token verification is not built in, so every request passes, as it does
+// when the platform has authentication switched off.
 #include "auth/restserver_auth_filter.h"
 #include "core/restserver_log.h"
 #include "plat_text.h"
