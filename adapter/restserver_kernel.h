@@ -21,6 +21,7 @@ struct RS_KERNEL_SERVER {
     void *hServer;
     pthread_t ulListenThread;
     u8 bListenThread;
+    u32 uiUrlsRegistered; /* URLs the engine took, for the start-up report */
 };
 
 /* TLS settings block given to the engine (128 bytes). */

@@ -7,6 +7,7 @@
 
 #include "adapter/restserver_kernel.h"
 #include "core/restserver_log.h"
+#include "core/restserver_problem.h"
 #include "plat_config.h"
 #include "plat_kernel.h"
 #include "plat_text.h"
@@ -44,7 +45,7 @@ extern "C" RS_API u32 RsKernelGroupEnable(RS_KERNEL_SERVER *pstServer, u32 uiGro
 }
 
 // Configured URLs are written without their leading "/"; the engine's path gets one.
-static void RsKernelPathReg(RS_KERNEL_SERVER *pstServer, RS_HANDLER_CONTEXT *pstContext) {
+static u32 RsKernelPathReg(RS_KERNEL_SERVER *pstServer, RS_HANDLER_CONTEXT *pstContext) {
     (void)REST_ServerSvcNameSet(pstServer->hServer, g_stSspBaseAppConfig.acServiceName);
     char acInstId[RS_INST_ID_TEXT_SIZE] = {0};
     (void)snprintf_s(acInstId, sizeof(acInstId), sizeof(acInstId) - 1, "%d", Loc_GetLocalInstanceID());
@@ -52,11 +53,10 @@ static void RsKernelPathReg(RS_KERNEL_SERVER *pstServer, RS_HANDLER_CONTEXT *pst
     char acPath[RS_KERNEL_PATH_SIZE] = {0};
     (void)snprintf_s(acPath, sizeof(acPath), sizeof(acPath) - 1, "/%s", pstContext->pcUrl);
     if (pstContext->uiGroupId != RS_GROUP_NONE) {
-        (void)REST_ServerBraceFuncAddbyGroup(pstServer->hServer, acPath, RsSocfRootHandler, pstContext,
-                                             pstContext->uiGroupId);
-        return;
+        return REST_ServerBraceFuncAddbyGroup(pstServer->hServer, acPath, RsSocfRootHandler, pstContext,
+                                              pstContext->uiGroupId);
     }
-    (void)REST_ServerBraceFuncAdd(pstServer->hServer, acPath, RsSocfRootHandler, pstContext);
+    return REST_ServerBraceFuncAdd(pstServer->hServer, acPath, RsSocfRootHandler, pstContext);
 }
 
 extern "C" RS_API void RsKernelHandlerReg(RS_KERNEL_SERVER *pstServer, RS_HANDLER_CONTEXT *pstContext) {
@@ -70,9 +70,15 @@ extern "C" RS_API void RsKernelHandlerReg(RS_KERNEL_SERVER *pstServer, RS_HANDLE
         RS_LOG(RS_LOG_ERROR, "Reg hanlder fail, handler is null. Url:%s", pstContext->pcUrl);
         return;
     }
-    if (strcmp(pstContext->pcUrl, "/") == 0) {
-        (void)REST_ServerGenFuncAdd(pstServer->hServer, RsSocfRootHandler, pstContext);
+    u32 uiRet = strcmp(pstContext->pcUrl, "/") == 0
+                    ? REST_ServerGenFuncAdd(pstServer->hServer, RsSocfRootHandler, pstContext)
+                    : RsKernelPathReg(pstServer, pstContext);
+    // The engine's answer is counted for the start-up report, and a refusal told to the host.
+    if (uiRet == 0) {
+        ++pstServer->uiUrlsRegistered;
         return;
     }
-    RsKernelPathReg(pstServer, pstContext);
+    RsProblemReport(
+        pstContext->pstWebEnv != nullptr ? pstContext->pstWebEnv->ucInstId : static_cast<u8>(RS_INST_ID_NONE),
+        "url %s refused by the engine", pstContext->pcUrl);
 }

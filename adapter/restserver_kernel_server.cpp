@@ -10,6 +10,7 @@
 #include "auth/restserver_auth_rules.h"
 #include "core/restserver_core.h"
 #include "core/restserver_log.h"
+#include "core/restserver_problem.h"
 #include "plat_config.h"
 #include "plat_kernel.h"
 #include "plat_monitor.h"
@@ -46,6 +47,8 @@ extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
     RsAuthMutexInit();
     if (RsAuthConfigLoad() != 0) {
         RS_LOG(RS_LOG_ERROR, "RsAuthConfigLoad Fail.");
+        RsProblemReport(RS_INST_ID_NONE, "access rules not loaded from %s and %s: no instance can be made",
+                        g_pcRightJsonPath, g_pcPolicyJsonPath);
         free(pstServer);
         return nullptr;
     }

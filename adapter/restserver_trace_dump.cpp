@@ -1,4 +1,5 @@
 // Writing the trace batch to the trace file.
+#include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdlib.h>
@@ -7,8 +8,11 @@
 
 #include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
+#include "core/restserver_problem.h"
+#include "core/restserver_string.h"
 #include "plat_config.h"
 #include "plat_text.h"
+#include "restserver_host.h"
 
 #define RS_TRACE_FILE_FMT "../var/log/slot-%d/rest_req_trace_info.log"
 #define RS_TRACE_TEXT_LEN 256u
@@ -53,6 +57,19 @@ static bool RsTraceRecordWrite(int iFd, const RS_TRACE_RECORD *pstRecord) {
     return true;
 }
 
+// Records kept while the file cannot be opened; past this many they are
+// dropped, so a trace file that stays unwritable never exhausts memory.
+#define RS_TRACE_PENDING_MAX 65536u
+
+static void RsTraceListFree(void) {
+    RS_TRACE_RECORD *pstRecord = g_restTraceHead.pstFirst;
+    while (pstRecord != nullptr) {
+        RS_TRACE_RECORD *pstNext = pstRecord->pstNext;
+        free(pstRecord);
+        pstRecord = pstNext;
+    }
+}
+
 static void RsTraceListReset(void) {
     g_restTraceHead.pstFirst = nullptr;
     g_restTraceHead.pstLast = nullptr;
@@ -60,15 +77,45 @@ static void RsTraceListReset(void) {
     g_restTraceHead.uiFull = 0;
 }
 
-// Caller holds g_RestTraceMutex. A file that cannot be opened keeps the
-// records for the next trigger.
-extern "C" RS_API void RsTraceInfoDumpFile(void) {
+// A file that cannot be opened keeps the records for the next trigger, up to
+// a bound; the host hears of it once.
+static void RsTraceOpenFailed(int iError) {
+    static bool s_bReported = false;
+    if (!s_bReported) {
+        s_bReported = true;
+        RsProblemReport(RS_INST_ID_NONE, "trace file %s cannot be opened: %s", g_acRestTraceFile, strerror(iError));
+    }
+    if (g_restTraceHead.uiCount < RS_TRACE_PENDING_MAX) return;
+    RsProblemReport(RS_INST_ID_NONE, "trace file %s still cannot be opened: %u records dropped", g_acRestTraceFile,
+                    g_restTraceHead.uiCount);
+    RsTraceListFree();
+    RsTraceListReset();
+}
+
+// The path is formatted once, from the slot number the platform gives.
+static int RsTraceFileOpen(void) {
     if (g_acRestTraceFile[0] == '\0') {
         (void)snprintf_s(g_acRestTraceFile, sizeof(g_acRestTraceFile), sizeof(g_acRestTraceFile) - 1, RS_TRACE_FILE_FMT,
                          static_cast<int>(g_frame_slot_id));
     }
-    int iFd = open(g_acRestTraceFile, O_RDWR | O_CREAT | O_APPEND, 0640);
-    if (iFd < 0) return;
+    return open(g_acRestTraceFile, O_RDWR | O_CREAT | O_APPEND, 0640);
+}
+
+extern "C" RS_API uint32_t RESTSERVER_TraceFileCheck(char *pcPath, uint32_t uiSize) {
+    int iFd = RsTraceFileOpen();
+    uint32_t uiError = iFd < 0 ? static_cast<uint32_t>(errno) : 0;
+    if (iFd >= 0) (void)close(iFd);
+    if (pcPath != nullptr && uiSize != 0) (void)RsStrLCopy(pcPath, g_acRestTraceFile, uiSize);
+    return uiError;
+}
+
+// Caller holds g_RestTraceMutex.
+extern "C" RS_API void RsTraceInfoDumpFile(void) {
+    int iFd = RsTraceFileOpen();
+    if (iFd < 0) {
+        RsTraceOpenFailed(errno);
+        return;
+    }
     RS_TRACE_RECORD *pstRecord = g_restTraceHead.pstFirst;
     while (pstRecord != nullptr) {
         RS_TRACE_RECORD *pstNext = pstRecord->pstNext;
@@ -77,11 +124,8 @@ extern "C" RS_API void RsTraceInfoDumpFile(void) {
         pstRecord = pstNext;
     }
     // Records left after a failed buffer allocation are dropped.
-    while (pstRecord != nullptr) {
-        RS_TRACE_RECORD *pstNext = pstRecord->pstNext;
-        free(pstRecord);
-        pstRecord = pstNext;
-    }
+    g_restTraceHead.pstFirst = pstRecord;
+    RsTraceListFree();
     RsTraceListReset();
     (void)close(iFd);
 }

@@ -1,12 +1,14 @@
 // The parse phase: the platform's microservice configuration gives the one
 // domain and its TLS entry; the handler configuration files give modules
 // ("load") and URL handlers ("url"). A bad line is logged and skipped.
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "config/restserver_cfg_parser.h"
 #include "core/restserver_diag.h"
 #include "core/restserver_log.h"
+#include "core/restserver_problem.h"
 #include "core/restserver_string.h"
 #include "plat_text.h"
 
@@ -17,6 +19,14 @@
 #define RS_PORT_BUF_SIZE 6u
 #define RS_LOAD_SLOTS 3u
 #define RS_URL_SLOTS 4u
+
+// Where the line being parsed comes from, for the problems reported to the host.
+static thread_local const char *t_pcParsePath = "";
+static thread_local u32 t_uiParseLine = 0;
+
+static u8 RsConfContextInstId(const RS_CONF_CONTEXT *pstContext) {
+    return pstContext->pstInst != nullptr ? pstContext->pstInst->ucInstId : static_cast<u8>(RS_INST_ID_NONE);
+}
 
 extern "C" RS_API const RS_CONF_TAG_ENTRY g_astContifureEntries[RS_CONF_TAG_NUM] = {
     {"load", RsConfConfigLoadParser},
@@ -79,17 +89,23 @@ extern "C" RS_API u32 RsConfRestBussinessCfgRead(RS_CONF_CONTEXT *pstContext, co
     char acRealPath[RS_REAL_PATH_SIZE] = {0};
     if (realpath(pcPath, acRealPath) == nullptr) {
         RS_LOG(RS_LOG_ERROR, "Get cfg file realpath fail.");
+        RsProblemReport(RsConfContextInstId(pstContext), "%s not read: %s", pcPath, strerror(errno));
         return RS_ERR;
     }
     FILE *pstFile = fopen(acRealPath, "r");
     if (pstFile == nullptr) {
         RS_LOG(RS_LOG_ERROR, "Open cfg file fail.");
+        RsProblemReport(RsConfContextInstId(pstContext), "%s not read: %s", pcPath, strerror(errno));
         return RS_ERR;
     }
+    t_pcParsePath = pcPath;
+    t_uiParseLine = 0;
     char *pcLine = nullptr;
     while ((pcLine = RsReadLine(pstFile, pstContext->acLine, sizeof(pstContext->acLine))) != nullptr) {
+        ++t_uiParseLine;
         RsConfLineParser(pcLine, pstContext);
     }
+    t_pcParsePath = "";
     (void)fclose(pstFile);
     return RS_OK;
 }
@@ -116,23 +132,32 @@ extern "C" RS_API void RsConfLineParser(char *pcLine, RS_CONF_CONTEXT *pstContex
     (void)RsConfDoParser(pcTag, pcValue, pstContext);
 }
 
-// Unknown tags are not an error: the line is ignored.
+// Unknown tags are not an error: the line is ignored, and the host is told.
 extern "C" RS_API u32 RsConfDoParser(const char *pcTag, char *pcRawCfg, RS_CONF_CONTEXT *pstContext) {
     if (pcTag == nullptr || pcRawCfg == nullptr) {
         RS_LOG(RS_LOG_ERROR, "Parse conf failed: pcTag is null or pcRawCfg is null.");
+        RsProblemReport(RsConfContextInstId(pstContext), "%s line %u: \"%s\" without a value, ignored", t_pcParsePath,
+                        t_uiParseLine, pcTag != nullptr ? pcTag : "");
         return RS_ERR;
     }
     if (pcTag[0] == '\0' || pcRawCfg[0] == '\0') {
         RS_LOG(RS_LOG_ERROR, "Parse conf failed: pcTag is empty or pcRawCfg is empty.");
+        RsProblemReport(RsConfContextInstId(pstContext), "%s line %u: \"%s\" without a value, ignored", t_pcParsePath,
+                        t_uiParseLine, pcTag);
         return RS_ERR;
     }
     for (const RS_CONF_TAG_ENTRY &stEntry : g_astContifureEntries) {
         if (strcmp(stEntry.pcTag, pcTag) != 0) continue;
         if (stEntry.pfnParser(pcRawCfg, pstContext) != RS_OK) {
             RS_LOG(RS_LOG_ERROR, "Parse conf failed, pcTag: %s, pcRawCfg: %s.", pcTag, pcRawCfg);
+            RsProblemReport(RsConfContextInstId(pstContext), "%s line %u: \"%s %s\" not understood, ignored",
+                            t_pcParsePath, t_uiParseLine, pcTag, pcRawCfg);
             return RS_ERR;
         }
+        return RS_OK;
     }
+    RsProblemReport(RsConfContextInstId(pstContext), "%s line %u: unknown directive \"%s\", ignored", t_pcParsePath,
+                    t_uiParseLine, pcTag);
     return RS_OK;
 }
 

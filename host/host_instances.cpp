@@ -1,5 +1,5 @@
-// Instance life as the host drives it. The start-up runs in this thread and
-// the library reports its outcome only through the instance state.
+// Instance life as the host drives it. The start-up runs in this thread; its
+// outcome comes from the instance state and the library's start-up report.
 #include "host_instances.h"
 
 #include <cstdio>
@@ -49,21 +49,39 @@ void HostInstancesAwait(std::vector<HostInstance> &instances, std::chrono::milli
     }
 }
 
-unsigned HostInstancesReport(const std::vector<HostInstance> &instances, const std::string &address) {
+unsigned HostInstancesReport(const std::vector<HostInstance> &instances, const std::string &scheme) {
     unsigned listening = 0;
     for (const HostInstance &instance : instances) {
-        if (instance.state == RS_STATE_LISTENING) {
+        RS_INST_REPORT report{};
+        RESTSERVER_InstReportGet(instance.handle, &report);
+        std::string urls = std::to_string(report.uiUrlsRegistered) + " of " + std::to_string(report.uiUrlsConfigured) +
+                           " URLs registered";
+        if (instance.state == RS_STATE_LISTENING && report.uiListening != 0) {
             ++listening;
-            std::printf("restserver-host: instance %u listening on %s\n", instance.id, address.c_str());
+            std::printf("restserver-host: instance %u listening on %s://%s (%s)\n", instance.id, scheme.c_str(),
+                        report.acListen, urls.c_str());
+        } else if (instance.state == RS_STATE_LISTENING) {
+            std::fprintf(stderr, "restserver-host: instance %u not serving: %s (%s)\n", instance.id, report.acListen,
+                         urls.c_str());
         } else if (instance.state == RS_STATE_FAILED) {
-            std::printf("restserver-host: instance %u failed to start; %s\n", instance.id, LogHint().c_str());
+            std::fprintf(stderr, "restserver-host: instance %u failed to start: %s; %s\n", instance.id, report.acListen,
+                         LogHint().c_str());
         } else {
-            std::printf("restserver-host: instance %u still starting (state %u); %s\n", instance.id, instance.state,
-                        LogHint().c_str());
+            std::fprintf(stderr, "restserver-host: instance %u still starting (state %u); %s\n", instance.id,
+                         instance.state, LogHint().c_str());
         }
     }
     std::fflush(stdout);
     return listening;
+}
+
+void HostProblemPrint(uint8_t id, const char *text, void *user) {
+    (void)user;
+    if (id == RS_INST_ID_NONE) {
+        std::fprintf(stderr, "restserver-host: %s\n", text);
+    } else {
+        std::fprintf(stderr, "restserver-host: instance %u: %s\n", id, text);
+    }
 }
 
 void HostInstancesDestroy(std::vector<HostInstance> &instances) {

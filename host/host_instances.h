@@ -23,8 +23,13 @@ std::vector<HostInstance> HostInstancesStart(unsigned count);
 // time is up; records the last state seen.
 void HostInstancesAwait(std::vector<HostInstance> &instances, std::chrono::milliseconds limit);
 
-// Prints one line per instance; returns how many are listening.
-unsigned HostInstancesReport(const std::vector<HostInstance> &instances, const std::string &address);
+// Prints one line per instance: where it listens (scheme://address) or why
+// it serves nothing, and how many of its configured URLs the engine took.
+// Returns how many are listening.
+unsigned HostInstancesReport(const std::vector<HostInstance> &instances, const std::string &scheme);
+
+// Prints a start-up problem the library reports, one line on stderr.
+void HostProblemPrint(uint8_t id, const char *text, void *user);
 
 void HostInstancesDestroy(std::vector<HostInstance> &instances);
 

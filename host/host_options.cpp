@@ -65,15 +65,17 @@ void HostUsagePrint(std::FILE *out) {
                  "                   are read from DIR. Default: the current directory is bin/.\n"
                  "  --instances N    server instances to make and start, 1 to %u (default 1); they\n"
                  "                   share the one listening address of platform.json, which only\n"
-                 "                   the first binds (the others log why)\n"
+                 "                   the first binds (the others say why they serve nothing)\n"
                  "  --trace N        record every request's URL and processing time in\n"
                  "                   ../var/log/slot-<slot>/rest_req_trace_info.log, written in\n"
                  "                   batches of N lines (default: off)\n"
                  "  --help           this text\n"
                  "\n"
-                 "One line per instance tells where it listens or that its start-up failed;\n"
-                 "the reason of a failure is in the log file named in ../conf/platform.json.\n"
-                 "Exit status: 0 after a signal, 1 when no instance listens, 2 on a bad command line.\n",
+                 "One line per instance tells where it listens, or why it serves nothing, and\n"
+                 "how many of its configured URLs are served; every configuration problem met\n"
+                 "on the way is printed to stderr. SIGHUP is ignored.\n"
+                 "Exit status: 0 after a signal, 1 when no instance listens or a stop signal\n"
+                 "comes before the start-up finished, 2 on a bad command line.\n",
                  RS_MAX_INST_NUM);
 }
 

@@ -1,5 +1,5 @@
 // restserver-host: runs the restserver instances of one deployment until
-// SIGINT or SIGTERM. Everything but the command line, the signal wait and the
+// SIGINT or SIGTERM. Everything but the command line, the signals and the
 // report lives in the libraries.
 #include <unistd.h>
 
@@ -11,7 +11,7 @@
 
 #include "host_instances.h"
 #include "host_options.h"
-#include "listen_address.h"
+#include "listen_config.h"
 #include "plat_config.h"
 #include "restserver_host.h"
 #include "stop_signals.h"
@@ -34,7 +34,19 @@ bool EnterDeployment(const std::string &root) {
     return false;
 }
 
-int Serve(const host::HostOptions &options, const sigset_t &stop_signals) {
+// Tracing stays off when its file cannot be written: records would only pile up.
+void TraceEnable(unsigned batch) {
+    char path[256] = {};
+    uint32_t error = RESTSERVER_TraceFileCheck(path, sizeof(path));
+    if (error != 0) {
+        std::fprintf(stderr, "restserver-host: trace file %s cannot be opened: %s; tracing stays off\n", path,
+                     std::strerror(static_cast<int>(error)));
+        return;
+    }
+    RsTraceParaSet(batch, 1);
+}
+
+int Serve(const host::HostOptions &options, host::SignalWatch &signals) {
     if (PLAT_Init() != PLAT_OK) {
         std::fprintf(stderr, "restserver-host: cannot start: %s\n", PLAT_LastError());
         return kExitNotServing;
@@ -43,15 +55,21 @@ int Serve(const host::HostOptions &options, const sigset_t &stop_signals) {
         std::fprintf(stderr, "restserver-host: the library could not be initialised\n");
         return kExitNotServing;
     }
-    if (options.trace > 0) RsTraceParaSet(options.trace, 1);
+    RESTSERVER_ProblemSinkSet(host::HostProblemPrint, nullptr);
+    host::SecretsPermissionsCheck();
+    if (options.trace > 0) TraceEnable(options.trace);
     std::vector<host::HostInstance> instances = host::HostInstancesStart(options.instances);
     host::HostInstancesAwait(instances, kStartLimit);
     int status = kExitNotServing;
-    if (host::HostInstancesReport(instances, host::ListenAddressGet()) > 0) {
-        int received = host::StopSignalWait(stop_signals);
+    unsigned listening = host::HostInstancesReport(instances, host::ListenSchemeGet());
+    signals.Started();
+    if (listening > 0) {
+        int received = signals.WaitStop();
         std::printf("restserver-host: %s received, stopping\n", strsignal(received));
         std::fflush(stdout);
         status = kExitServed;
+    } else {
+        std::fprintf(stderr, "restserver-host: no instance listens; stopping\n");
     }
     host::HostInstancesDestroy(instances);
     RESTSERVER_GlobalUnInit();
@@ -61,8 +79,7 @@ int Serve(const host::HostOptions &options, const sigset_t &stop_signals) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    // Before any thread exists, so every thread inherits the blocked set.
-    sigset_t stop_signals = host::StopSignalsBlock();
+    host::SignalWatch signals;  // before any other thread exists
     host::HostOptions options;
     std::string error;
     if (!host::HostOptionsParse(argc, argv, options, error)) {
@@ -75,5 +92,6 @@ int main(int argc, char **argv) {
         return kExitServed;
     }
     if (!EnterDeployment(options.root)) return kExitNotServing;
-    return Serve(options, stop_signals);
+    signals.Watch();
+    return Serve(options, signals);
 }

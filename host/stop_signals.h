@@ -1,15 +1,40 @@
-// SIGINT and SIGTERM, taken synchronously by the main thread.
+// Signals of the host, taken by one thread of their own: SIGINT and SIGTERM
+// stop it, SIGHUP is ignored with a line. A stop signal that comes while the
+// instances are still starting (a failed assertion suspends the start-up
+// until resumed) ends the process at once, saying where the report is.
 #pragma once
 
 #include <signal.h>
 
+#include <condition_variable>
+#include <mutex>
+
 namespace host {
 
-// Blocks both signals in the calling thread; threads made afterwards inherit
-// the mask, so only StopSignalWait ever receives them.
-sigset_t StopSignalsBlock();
+class SignalWatch {
+public:
+    // Blocks the signals in the calling thread before any other thread
+    // exists, so every thread inherits the mask and only the watch takes them.
+    SignalWatch();
+    SignalWatch(const SignalWatch &) = delete;
+    SignalWatch &operator=(const SignalWatch &) = delete;
 
-// Waits for one of the blocked signals and returns its number.
-int StopSignalWait(const sigset_t &signals);
+    // Starts the watching thread; from then on a stop signal ends a start-up
+    // that does not finish.
+    void Watch();
+    // The start-up is over: a stop signal is now handed to WaitStop.
+    void Started();
+    // Waits for SIGINT or SIGTERM and returns its number.
+    int WaitStop();
+
+private:
+    void Run();
+
+    sigset_t signals_;
+    std::mutex mutex_;
+    std::condition_variable stop_;
+    bool started_ = false;
+    int received_ = 0;
+};
 
 }  // namespace host

@@ -33,9 +33,45 @@ RS_API uint32_t RESTSERVER_InstStart(RS_INSTANCE *pstInst);
 RS_API uint32_t RESTSERVER_InstDestroy(RS_INSTANCE *pstInst);
 RS_API uint32_t RsStateGet(RS_INSTANCE *pstInst);
 
+/*
+ * Start-up report of an instance, once RESTSERVER_InstStart returned: the
+ * URLs its handler configuration names and how many of them the engine
+ * serves, and where it listens: uiListening 1 with the bound addresses
+ * ("127.0.0.1:8443", the real port when port 0 was configured), or 0 with
+ * why it serves nothing (a bind failure and its reason, the TLS setting at
+ * fault, no kernel server). Waits for the listen thread to finish starting
+ * the engine; call it from the thread that starts and destroys instances.
+ * 0, or 0xFFFFFFFF for a null argument.
+ */
+typedef struct {
+    uint32_t uiUrlsConfigured;
+    uint32_t uiUrlsRegistered;
+    uint32_t uiListening;
+    char acListen[256];
+} RS_INST_REPORT;
+
+RS_API uint32_t RESTSERVER_InstReportGet(RS_INSTANCE *pstInst, RS_INST_REPORT *pstReport);
+
+/*
+ * Problems an operator must see (a module that does not load, a function not
+ * found, a configuration line not understood, a URL not registered, a trace
+ * file that cannot be written) are logged and also handed to this sink, one
+ * line each, with the instance id (255: the whole process). It may be called
+ * from any thread. Null removes the sink.
+ */
+typedef void (*RS_PROBLEM_SINK)(uint8_t ucInstId, const char *pcText, void *pUser);
+RS_API void RESTSERVER_ProblemSinkSet(RS_PROBLEM_SINK pfnSink, void *pUser);
+
 /* Request tracing: on (uiEnable non-zero) with batches of uiMax records
  * written to ../var/log/slot-<slot>/rest_req_trace_info.log, or off. */
 RS_API void RsTraceParaSet(uint32_t uiMax, uint32_t uiEnable);
+/* Before tracing is switched on: whether the trace file can be opened for
+ * appending (created when missing). 0, or the errno of the failed open; the
+ * file's path goes to pcPath either way. */
+RS_API uint32_t RESTSERVER_TraceFileCheck(char *pcPath, uint32_t uiSize);
+
+/* The screen log file, where assertion reports and stack traces go. */
+RS_API void _lwGetScreenFileName(char *pcBuf, uint32_t uiBufSize);
 
 RS_END_DECLS
 

@@ -23,12 +23,14 @@ for built in "$build/bin/restserver-host" "$build/lib/libdemo_handler.so"; do
   [ -f "$built" ] || { echo "$0: $built is missing; build restserver-host and demo_handler first" >&2; exit 1; }
 done
 
-mkdir -p "$dest"/{bin,lib,conf/vog_auth,data,var/log}
+# var/log/slot-<slot>/ takes the request trace (--trace); the demo runs in slot 1.
+mkdir -p "$dest"/{bin,lib,conf/vog_auth,data,var/log/slot-1}
 cp "$build/bin/restserver-host" "$dest/bin/"
 cp -P "$build"/lib/librestserver.so* "$build"/lib/librsplatform.so* "$dest/lib/"
 cp "$build/lib/libdemo_handler.so" "$dest/lib/"
 cp "$template"/lib/*.cfg "$dest/lib/"
 cp "$template/conf/platform.json" "$dest/conf/"
+chmod 640 "$dest/conf/platform.json"  # it may come to hold the key password
 cp "$template"/conf/vog_auth/*.json "$dest/conf/vog_auth/"
 
 # A self-signed certificate for 127.0.0.1 and localhost, made once.

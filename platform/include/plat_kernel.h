@@ -21,7 +21,7 @@ typedef struct {
     char **ppcCaFiles;         /* 16: client certificates are verified when given */
     u32 uiCaFileNum;           /* 24 */
     u64 ulOpaque2;             /* 32 */
-    const char *pcCertFile;    /* 40: PEM chain; null leaves the server on plain HTTP */
+    const char *pcCertFile;    /* 40: PEM chain; with no version, chain or key: plain HTTP */
     u64 ulOpaque3;             /* 48 */
     const char *pcKeyFile;     /* 56: PEM key */
     const char *pcKeyPassword; /* 64 */
@@ -80,11 +80,19 @@ PLAT_API u32 REST_ServerInstIDSet(REST_HANDLE hServer, const char *pcInstId);
 PLAT_API u32 REST_ServerBraceFuncAdd(REST_HANDLE hServer, const char *pcPath, REST_ENTRY pfnEntry, void *pUser);
 PLAT_API u32 REST_ServerBraceFuncAddbyGroup(REST_HANDLE hServer, const char *pcPath, REST_ENTRY pfnEntry, void *pUser,
                                             u32 uiGroup);
-/* Returns once listening (0) or when no endpoint could be bound (non-zero). */
+/* Returns once listening (0), or non-zero when no endpoint could be bound or
+ * TLS was asked for and cannot be applied (the server then serves nothing). */
 PLAT_API u32 REST_ServerStart(REST_HANDLE hServer, u32 uiWord);
 /* Stops accepting, lets entries finish within the grace period, closes and joins. */
 PLAT_API u32 REST_ServerStop(REST_HANDLE hServer);
 PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats);
+/*
+ * What the last start gave: 0 with the bound addresses ("127.0.0.1:8443",
+ * the real port when 0 was asked for; several joined by ", "), or non-zero
+ * with why the server does not serve (a bind failure with its reason, the
+ * TLS setting at fault, "not started"). The text is cut to the buffer.
+ */
+PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize);
 
 /* Request. Texts are NUL-terminated and owned by the request. */
 PLAT_API u32 REST_RequestMethodGet(REST_REQ req);

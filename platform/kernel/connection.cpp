@@ -2,21 +2,22 @@
 // handshake, wait, read header, read body, route, entry, write, close.
 #include "kernel/connection.h"
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "kernel/bounded_socket.h"
 #include "kernel/loop_pool.h"
 #include "kernel/request.h"
+#include "kernel/request_parser.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
 #include "monitor/entry_marks.h"
@@ -27,18 +28,14 @@ namespace net = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 using tcp = net::ip::tcp;
-using PlainStream = beast::tcp_stream;
-using TlsStream = beast::ssl_stream<beast::tcp_stream>;
+using PlainStream = BoundedSocket;
+using TlsStream = net::ssl::stream<BoundedSocket>;
 
 namespace {
 
 constexpr size_t kReadChunk = 4096;
-constexpr auto kLingerTime = std::chrono::seconds(2);
+constexpr uint32_t kLingerMs = 2000;
 const char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
-
-std::chrono::milliseconds Ms(uint32_t ms) {
-    return std::chrono::milliseconds(ms);
-}
 
 bool ExpectsContinue(const HttpRequest &message) {
     auto expect = message.find(http::field::expect);
@@ -55,7 +52,6 @@ bool TransferCodingAccepted(const HttpRequest &message) {
 
 // The status for a failed read, or 0 when the connection just ends.
 unsigned FailureStatus(const beast::error_code &ec) {
-    if (ec == beast::error::timeout) return 408;
     if (ec == http::error::header_limit) return 431;
     if (ec == http::error::body_limit) return 413;
     if (ec == http::error::end_of_stream || ec == http::error::partial_message) return 0;
@@ -63,16 +59,34 @@ unsigned FailureStatus(const beast::error_code &ec) {
     return 0;
 }
 
+// The read buffer filled while the parser waited for the end of a line in a
+// chunked body: the trailer's fields (431) or one chunk header line (400)
+// run past what a request may send.
+unsigned OverflowStatus(const beast::flat_buffer &buffer) {
+    std::string_view pending(static_cast<const char *>(buffer.data().data()), buffer.size());
+    if (pending.substr(0, 2) == "\r\n") pending.remove_prefix(2);
+    size_t line_end = pending.find("\r\n");
+    if (line_end == std::string_view::npos) return 400;
+    std::string_view size = pending.substr(0, std::min(line_end, pending.find(';')));
+    return !size.empty() && size.find_first_not_of('0') == std::string_view::npos ? 431 : 400;
+}
+
 }  // namespace
 
 template <class Stream>
-class Connection : public std::enable_shared_from_this<Connection<Stream>> {
+class Connection : public std::enable_shared_from_this<Connection<Stream>>, public AnswerSink {
 public:
     static constexpr bool kTls = std::is_same_v<Stream, TlsStream>;
 
     template <class... StreamArgs>
     Connection(Server &server, StreamArgs &&...args)
-        : server_(server), limits_(server.limits()), stream_(std::forward<StreamArgs>(args)...) {}
+        : server_(server),
+          limits_(server.limits()),
+          stream_(std::forward<StreamArgs>(args)...),
+          buffer_(limits_.header_limit + 2 * kReadChunk) {
+        Socket().stall_limit(std::chrono::milliseconds(limits_.write_timeout_ms));
+        request_.sink = this;
+    }
 
     ~Connection() {
         if (answering_) server_.AnswerDone();
@@ -81,7 +95,7 @@ public:
 
     void Start() {
         if constexpr (kTls) {
-            Lowest().expires_after(Ms(limits_.header_timeout_ms));
+            Arm(limits_.header_timeout_ms);
             stream_.async_handshake(net::ssl::stream_base::server,
                                     [self = this->shared_from_this()](beast::error_code ec) { self->OnHandshake(ec); });
         } else {
@@ -89,56 +103,96 @@ public:
         }
     }
 
+    // From the entry's thread, while no operation of the connection is
+    // pending: the head once, then every part as it comes, each write waiting
+    // at most the stall time for the peer.
+    bool StreamFlush(Request &request) override {
+        Reply &reply = request.reply;
+        if (reply.broken) return false;
+        out_.clear();
+        if (!reply.streamed) {
+            reply.streamed = true;
+            if (!request.chunk_framing) keep_alive_ = false;  // an unframed stream ends with the close
+            ReplyHeadRender(request, keep_alive_, out_);
+            CountStatus(reply.status);
+        }
+        if (request.method != REST_METHOD_HEAD) out_.append(reply.body);
+        reply.body.clear();
+        beast::error_code ec;
+        size_t bytes = net::write(stream_, net::buffer(out_), ec);
+        server_.stats().bytes_out.fetch_add(bytes, std::memory_order_relaxed);
+        if (!ec) return true;
+        PLAT_LOG(PLAT_LOG_WARN, "streamed answer abandoned for %s: %s", request.uri.c_str(), ec.message().c_str());
+        reply.broken = true;
+        return false;
+    }
+
 private:
-    beast::tcp_stream &Lowest() { return beast::get_lowest_layer(stream_); }
+    using Clock = net::steady_timer::clock_type;
+
+    BoundedSocket &Socket() {
+        if constexpr (kTls) {
+            return stream_.next_layer();
+        } else {
+            return stream_;
+        }
+    }
+    tcp::socket &Raw() { return Socket().socket(); }
+
+    // The connection's one deadline: when it passes, the pending operation is
+    // cancelled and its handler finds timed_out_ set.
+    void Arm(uint32_t ms) {
+        timed_out_ = false;
+        timer_.expires_after(std::chrono::milliseconds(ms));
+        timer_.async_wait([weak = this->weak_from_this()](beast::error_code ec) {
+            auto self = weak.lock();
+            if (ec || self == nullptr || self->timer_.expiry() > Clock::now()) return;
+            self->timed_out_ = true;
+            beast::error_code ignored;
+            self->Raw().cancel(ignored);
+        });
+    }
+
+    // Ends the connection at once; the last handler's reference frees it.
+    void Abandon() {
+        timer_.cancel();
+        beast::error_code ignored;
+        Raw().close(ignored);
+    }
 
     void OnHandshake(beast::error_code ec) {
-        if (ec) {
-            PLAT_LOG(PLAT_LOG_FINE, "TLS handshake failed: %s", ec.message().c_str());
-            return;
-        }
-        WaitRequest();
+        if (!ec) return WaitRequest();
+        PLAT_LOG(PLAT_LOG_FINE, "TLS handshake failed: %s", ec.message().c_str());
+        Abandon();
     }
 
     // An idle keep-alive connection waits under the idle limit; the header
     // limit starts once the first bytes of a request are in.
     void WaitRequest() {
         if (buffer_.size() > 0) return ReadHeader();
-        Lowest().expires_after(Ms(limits_.idle_timeout_ms));
+        Arm(limits_.idle_timeout_ms);
         stream_.async_read_some(
             buffer_.prepare(kReadChunk),
             [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnFirstBytes(ec, bytes); });
     }
 
     void OnFirstBytes(beast::error_code ec, size_t bytes) {
-        if (ec) return;  // idle limit or peer gone: close quietly
+        if (ec && timed_out_) return Close();
+        if (ec) return Abandon();
         buffer_.commit(bytes);
         ReadHeader();
     }
 
     void ReadHeader() {
-        parser_.emplace();
-        parser_->header_limit(limits_.header_limit);
-        parser_->body_limit(limits_.body_limit);
-        // Its own timer rather than the stream's expiry, which would close the
-        // socket before the 408 could be written.
-        Lowest().expires_never();
-        header_late_ = false;
-        header_timer_.expires_after(Ms(limits_.header_timeout_ms));
-        header_timer_.async_wait([self = this->shared_from_this()](beast::error_code ec) {
-            if (ec) return;
-            self->header_late_ = true;
-            beast::error_code ignored;
-            self->Lowest().socket().cancel(ignored);
-        });
+        parser_.emplace(limits_.header_limit, limits_.body_limit);
+        Arm(limits_.header_timeout_ms);
         http::async_read_header(
             stream_, buffer_, *parser_,
             [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnHeader(ec, bytes); });
     }
 
     void OnHeader(beast::error_code ec, size_t bytes) {
-        header_timer_.cancel();
-        if (ec && header_late_) return Refuse(408, "Request Timeout");
+        if (ec && timed_out_) return Refuse(408, "Request Timeout");
         if (ec) return Fail(ec);
         server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
         const HttpRequest &message = parser_->get();
@@ -146,17 +200,19 @@ private:
         if (!TransferCodingAccepted(message)) return Refuse(400, "Bad Request");
         if (parser_->is_done()) return Dispatch();
         if (!ExpectsContinue(message)) return ReadBody();
-        Lowest().expires_after(Ms(limits_.write_timeout_ms));
+        Arm(limits_.write_timeout_ms);
         net::async_write(stream_, net::buffer(kContinue, sizeof(kContinue) - 1),
                          [self = this->shared_from_this()](beast::error_code ec, size_t) {
-                             if (!ec) self->ReadBody();
+                             if (ec) return self->Abandon();
+                             self->ReadBody();
                          });
     }
 
     void ReadBody() {
-        Lowest().expires_after(Ms(limits_.idle_timeout_ms));
+        Arm(limits_.idle_timeout_ms);
         http::async_read(stream_, buffer_, *parser_,
                          [self = this->shared_from_this()](beast::error_code ec, size_t bytes) {
+                             if (ec && self->timed_out_) return self->Refuse(408, "Request Timeout");
                              if (ec) return self->Fail(ec);
                              self->server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
                              self->Dispatch();
@@ -164,8 +220,8 @@ private:
     }
 
     void Fail(beast::error_code ec) {
-        unsigned status = FailureStatus(ec);
-        if (status == 0) return;
+        unsigned status = ec == http::error::buffer_overflow ? OverflowStatus(buffer_) : FailureStatus(ec);
+        if (status == 0) return Abandon();
         PLAT_LOG(PLAT_LOG_FINE, "request refused with %u: %s", status, ec.message().c_str());
         Refuse(status, ec.message().c_str());
     }
@@ -214,6 +270,7 @@ private:
             server_.gate().Leave(pool_);
             return Unavailable();
         }
+        answering_ = true;
         const Route &route = *request_.route;
         LoopPool::EntryBegin();
         monitor::EntryBegin();
@@ -225,7 +282,7 @@ private:
         monitor::EntryEnd();
         LoopPool::EntryEnd();
         server_.gate().Leave(pool_);
-        answering_ = true;
+        if (request_.reply.broken) return Abandon();
         EntryFinish();
         Write();
     }
@@ -241,52 +298,88 @@ private:
         if (reply.state == Reply::State::kChunked) reply.state = Reply::State::kChunksEnded;
     }
 
+    void CountStatus(unsigned status) {
+        unsigned status_class = status / 100;
+        if (status_class < 6) server_.stats().responses[status_class].fetch_add(1, std::memory_order_relaxed);
+    }
+
+    // The answer, or what a streamed answer has left to send: its last parts
+    // and the chunked terminator.
     void Write() {
         const Reply &reply = request_.reply;
-        ReplyRender(request_, keep_alive_, request_.method == REST_METHOD_HEAD, out_);
-        unsigned status_class = reply.status / 100;
-        if (status_class < 6) server_.stats().responses[status_class].fetch_add(1, std::memory_order_relaxed);
-        Lowest().expires_after(Ms(limits_.write_timeout_ms));
-        net::async_write(
-            stream_, net::buffer(out_),
+        bool head_only = request_.method == REST_METHOD_HEAD;
+        if (reply.streamed) {
+            out_.clear();
+            if (!head_only) out_.append(reply.body);
+            if (!head_only && request_.chunk_framing) out_.append("0\r\n\r\n");
+        } else {
+            ReplyRender(request_, keep_alive_, head_only, out_);
+            CountStatus(reply.status);
+        }
+        written_ = 0;
+        WriteSome();
+    }
+
+    // The write limit is a stall limit: every write that moves bytes renews it.
+    void WriteSome() {
+        Arm(limits_.write_timeout_ms);
+        stream_.async_write_some(
+            net::buffer(out_.data() + written_, out_.size() - written_),
             [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnWrite(ec, bytes); });
     }
 
     void OnWrite(beast::error_code ec, size_t bytes) {
+        written_ += bytes;
         server_.stats().bytes_out.fetch_add(bytes, std::memory_order_relaxed);
+        if (ec) return Abandon();
+        if (written_ < out_.size()) return WriteSome();
         if (answering_) server_.AnswerDone();
         answering_ = false;
-        if (ec) return;
         if (!keep_alive_) return Close();
         WaitRequest();
     }
 
-    // Sends FIN and reads until the peer closes, so that unread request bytes
-    // do not turn the close into a reset that would discard the answer.
+    // Over TLS the peer is told first (close_notify). Then FIN, reading until
+    // the peer closes, so that unread request bytes do not turn the close
+    // into a reset that would discard the answer.
     void Close() {
+        if constexpr (kTls) {
+            Arm(kLingerMs);
+            stream_.async_shutdown([self = this->shared_from_this()](beast::error_code) {
+                if (self->timed_out_) return self->Abandon();
+                self->TcpClose();
+            });
+        } else {
+            TcpClose();
+        }
+    }
+
+    void TcpClose() {
         beast::error_code ignored;
-        Lowest().socket().shutdown(tcp::socket::shutdown_send, ignored);
-        Lowest().expires_after(kLingerTime);
+        Raw().shutdown(tcp::socket::shutdown_send, ignored);
+        Arm(kLingerMs);
         buffer_.clear();
         Drain();
     }
 
     void Drain() {
-        Lowest().async_read_some(buffer_.prepare(kReadChunk),
-                                 [self = this->shared_from_this()](beast::error_code ec, size_t) {
-                                     if (!ec) self->Drain();
-                                 });
+        Raw().async_read_some(buffer_.prepare(kReadChunk),
+                              [self = this->shared_from_this()](beast::error_code ec, size_t) {
+                                  if (ec) return self->Abandon();
+                                  self->Drain();
+                              });
     }
 
     Server &server_;
     const Limits &limits_;
     Stream stream_;
-    net::steady_timer header_timer_{stream_.get_executor()};
-    bool header_late_ = false;
+    net::steady_timer timer_{stream_.get_executor()};
+    bool timed_out_ = false;
     beast::flat_buffer buffer_;
-    std::optional<http::request_parser<http::string_body>> parser_;
+    std::optional<RequestParser> parser_;
     Request request_;
     std::string out_;
+    size_t written_ = 0;
     bool keep_alive_ = false;
     bool answering_ = false;  // an entry ran: the server counts this answer until it is written
     uint32_t pool_ = 0;
@@ -296,10 +389,10 @@ void ConnectionStart(Server &server, tcp::socket socket, net::ssl::context *tls)
     beast::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     if (tls != nullptr) {
-        std::make_shared<Connection<TlsStream>>(server, std::move(socket), *tls)->Start();
+        std::make_shared<Connection<TlsStream>>(server, BoundedSocket(std::move(socket)), *tls)->Start();
         return;
     }
-    std::make_shared<Connection<PlainStream>>(server, std::move(socket))->Start();
+    std::make_shared<Connection<PlainStream>>(server, BoundedSocket(std::move(socket)))->Start();
 }
 
 }  // namespace kernel

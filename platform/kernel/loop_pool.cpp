@@ -34,6 +34,22 @@ bool ThreadSleeping(pid_t tid) {
     return end == nullptr || end[1] == '\0' || end[2] != 'R';
 }
 
+// Runs a loop; true when it ended normally. An exception out of a handler
+// (one connection's failure) is logged and the loop goes on: whatever the
+// handler held was released as the exception unwound.
+template <class Run>
+bool RunGuarded(Run run) {
+    try {
+        run();
+        return true;
+    } catch (const std::exception &error) {
+        PLAT_LOG(PLAT_LOG_ERROR, "event loop handler failed, loop continues: %s", error.what());
+    } catch (...) {
+        PLAT_LOG(PLAT_LOG_ERROR, "event loop handler failed, loop continues");
+    }
+    return false;
+}
+
 int64_t NowNs() {
     using namespace std::chrono;
     return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
@@ -104,10 +120,7 @@ void LoopPool::RunPrimary(Runner *runner) {
     Loop &loop = *runner->loop;
     tl_entry_since = &runner->entry_since;
     tl_in_entry = &loop.in_entry;
-    try {
-        loop.context.run();
-    } catch (const std::exception &error) {
-        PLAT_LOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+    while (!RunGuarded([&] { loop.context.run(); })) {
     }
 }
 
@@ -132,13 +145,15 @@ void LoopPool::RunSpare(Runner *runner) {
         }
         lock.unlock();
         tl_in_entry = &loop->in_entry;
-        try {
-            while (!loop->context.stopped()) {
-                loop->context.run_one();
-                if (ShouldReturn(*loop)) break;
-            }
-        } catch (const std::exception &error) {
-            PLAT_LOG(PLAT_LOG_ERROR, "event loop ended by an exception: %s", error.what());
+        bool lent = true;
+        while (lent) {
+            RunGuarded([&] {
+                while (lent && !loop->context.stopped()) {
+                    loop->context.run_one();
+                    lent = !ShouldReturn(*loop);
+                }
+                lent = false;
+            });
         }
         lock.lock();
         runner->loop = nullptr;

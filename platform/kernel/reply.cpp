@@ -30,10 +30,9 @@ void ReplySetPlain(Reply &reply, unsigned status, const char *text) {
     reply.body.assign(text);
 }
 
-void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::string &out) {
+void ReplyHeadRender(const Request &request, bool keep_alive, std::string &out) {
     const Reply &reply = request.reply;
     bool chunked = reply.state != Reply::State::kWhole && request.chunk_framing;
-    out.clear();
     out.append("HTTP/1.1 ");
     AppendNumber(out, reply.status);
     out.push_back(' ');
@@ -42,7 +41,7 @@ void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::s
     if (!reply.has_content_type) out.append("Content-Type: ").append(ContentTypeFor(reply)).append("\r\n");
     if (chunked) {
         out.append("Transfer-Encoding: chunked\r\n");
-    } else {
+    } else if (!reply.streamed) {
         out.append("Content-Length: ");
         AppendNumber(out, reply.body.size());
         out.append("\r\n");
@@ -52,9 +51,14 @@ void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::s
     if (keep_alive && http10) out.append("Connection: keep-alive\r\n");
     out.append(reply.fields);
     out.append("\r\n");
+}
+
+void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::string &out) {
+    out.clear();
+    ReplyHeadRender(request, keep_alive, out);
     if (head_only) return;
-    out.append(reply.body);
-    if (chunked) out.append("0\r\n\r\n");
+    out.append(request.reply.body);
+    if (request.reply.state != Reply::State::kWhole && request.chunk_framing) out.append("0\r\n\r\n");
 }
 
 }  // namespace kernel

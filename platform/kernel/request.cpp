@@ -1,7 +1,7 @@
 // Request handle: reset, lazily built header and query views, method codes.
 #include "kernel/request.h"
 
-#include <strings.h>
+#include <iterator>
 
 #include "kernel/percent.h"
 
@@ -21,6 +21,8 @@ void Request::Reset(const HttpRequest &next) {
     reply.state = Reply::State::kNone;
     reply.status = 0;
     reply.has_content_type = false;
+    reply.streamed = false;
+    reply.broken = false;
     reply.fields.clear();
     reply.body.clear();
 }
@@ -33,29 +35,23 @@ void Request::Detach() {
     reply = Reply();
 }
 
+// Fields of one name become one item, their values joined in order. The
+// message indexes its fields by name, so each name is joined once, at its
+// first field, and building stays O(n log n) in the number of fields.
 void Request::HeadsBuild() {
     heads_ready = true;
     head_texts.clear();
     heads.clear();
     // Count first: texts must not move once pointers to them are handed out.
-    size_t fields = 0;
-    for (auto it = message->begin(); it != message->end(); ++it)
-        ++fields;
+    size_t fields = std::distance(message->begin(), message->end());
     head_texts.reserve(fields * 2);
     for (const auto &field : *message) {
-        std::string_view name = field.name_string();
-        bool joined = false;
-        for (size_t i = 0; i < head_texts.size(); i += 2) {
-            if (head_texts[i].size() == name.size() &&
-                strncasecmp(head_texts[i].data(), name.data(), name.size()) == 0) {
-                head_texts[i + 1].append(", ").append(field.value());
-                joined = true;
-                break;
-            }
-        }
-        if (joined) continue;
-        head_texts.emplace_back(name);
-        head_texts.emplace_back(field.value());
+        auto [first, last] = message->equal_range(field.name_string());
+        if (&*first != &field) continue;
+        head_texts.emplace_back(field.name_string());
+        std::string &value = head_texts.emplace_back(field.value());
+        for (auto next = std::next(first); next != last; ++next)
+            value.append(", ").append(next->value());
     }
     heads.reserve(head_texts.size() / 2);
     for (size_t i = 0; i < head_texts.size(); i += 2) {

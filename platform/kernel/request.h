@@ -20,8 +20,23 @@ struct Reply {
     State state = State::kNone;
     unsigned status = 0;
     bool has_content_type = false;
-    std::string fields;  // "Name: value\r\n" lines added by the entry
-    std::string body;    // the whole body, or the chunk-framed parts
+    bool streamed = false;  // a chunked answer's head is on the wire; body holds what is not
+    bool broken = false;    // the peer stopped taking a streamed answer: it is abandoned
+    std::string fields;     // "Name: value\r\n" lines added by the entry
+    std::string body;       // the whole body, or the chunk-framed parts not yet written
+};
+
+struct Request;
+
+// Where a chunked answer goes while its entry still runs: the connection
+// writes the head and every part from the entry's thread as they come.
+class AnswerSink {
+public:
+    // False once the peer stopped taking the answer within the stall time.
+    virtual bool StreamFlush(Request &request) = 0;
+
+protected:
+    ~AnswerSink() = default;
 };
 
 struct Request {
@@ -31,6 +46,7 @@ struct Request {
     std::string uri;            // path without the query, as received
     std::vector<std::string> segments;
     const Route *route = nullptr;
+    AnswerSink *sink = nullptr;  // null: the answer is written when the entry returns
 
     // Built on first use, so requests that never ask pay nothing.
     bool heads_ready = false;
@@ -52,8 +68,13 @@ struct Request {
 // Maps a parsed method to the engine's method code.
 unsigned MethodCode(boost::beast::http::verb verb);
 
-// Renders status line, fields and body of the answer. keep_alive false adds
-// "Connection: close"; head_only leaves the body out but keeps its length.
+// Appends the status line and fields of the answer. A whole body gets its
+// length, a chunked one "Transfer-Encoding: chunked"; a streamed answer to an
+// HTTP/1.0 peer gets neither, as the close ends it. keep_alive false adds
+// "Connection: close".
+void ReplyHeadRender(const Request &request, bool keep_alive, std::string &out);
+
+// Renders the whole answer: the head, then the body unless head_only.
 void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::string &out);
 
 // Fills a reply that the engine itself gives (errors, refusals).

@@ -1,5 +1,6 @@
-// Response operations for entry functions. The answer is collected on the
-// request and written by the connection when the entry returns.
+// Response operations for entry functions. A whole answer is collected on
+// the request and written by the connection when the entry returns; the
+// parts of a chunked answer are written as the entry makes them.
 #include <strings.h>
 
 #include <charconv>
@@ -89,13 +90,16 @@ PLAT_API u32 REST_ResponseChunkSend(REST_REQ req, const char *pcData, u32 uiLen)
     if (req == nullptr || (pcData == nullptr && uiLen != 0)) return PLAT_ERR;
     Request *request = static_cast<Request *>(req);
     if (request->reply.state != Reply::State::kChunked) return PLAT_ERR;
+    if (request->reply.broken) return PLAT_ERR;
     if (uiLen == 0) return PLAT_OK;  // an empty part would end the answer on the wire
     try {
         AppendChunk(request->reply.body, pcData, uiLen, request->chunk_framing);
-        return PLAT_OK;
     } catch (...) {
         return PLAT_ERR;
     }
+    // Written now: an answer never piles up in memory while its entry runs.
+    if (request->sink != nullptr && !request->sink->StreamFlush(*request)) return PLAT_ERR;
+    return PLAT_OK;
 }
 
 PLAT_API u32 REST_ResponseChunkSendEnd(REST_REQ req) {

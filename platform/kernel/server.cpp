@@ -44,14 +44,24 @@ Server::~Server() {
     Stop();
 }
 
+// TLS is asked for as soon as a version, a certificate or a key is given;
+// settings naming none of them leave the server on plain HTTP. A server
+// asked for TLS that cannot apply it refuses to start, never serving in the
+// clear.
 uint32_t Server::TlsEnable(const REST_SSL_PARAM &param) {
-    if (param.pcCertFile == nullptr || param.pcCertFile[0] == '\0') {
-        PLAT_LOG(PLAT_LOG_WARN, "TLS settings without a certificate file: the server stays on plain HTTP");
+    auto given = [](const char *text) { return text != nullptr && text[0] != '\0'; };
+    if (!given(param.pcSslVersion) && !given(param.pcCertFile) && !given(param.pcKeyFile)) {
+        PLAT_LOG(PLAT_LOG_WARN, "TLS settings name no version, certificate or key: the server stays on plain HTTP");
         return PLAT_OK;
     }
-    auto context = TlsContextMake(param);
-    if (!context) return PLAT_ERR;
+    std::string reason;
+    auto context = TlsContextMake(param, reason);
     std::lock_guard lock(mutex_);
+    if (!context) {
+        tls_failure_ = std::move(reason);
+        return PLAT_ERR;
+    }
+    tls_failure_.clear();
     tls_ = std::move(context);
     PLAT_LOG(PLAT_LOG_INFO, "TLS enabled (%s, certificate %s)", param.pcSslVersion, param.pcCertFile);
     return PLAT_OK;
@@ -113,16 +123,46 @@ uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
             wanted.backlog != 0 ? static_cast<int>(wanted.backlog) : net::socket_base::max_listen_connections, ec);
     if (ec) {
         PLAT_LOG(PLAT_LOG_ERROR, "endpoint %s not bound: %s", listener->name.c_str(), ec.message().c_str());
+        ListenNote("bind " + AddressText(address, wanted.port) + ": " + ec.message());
         return PLAT_ERR;
     }
-    PLAT_LOG(PLAT_LOG_INFO, "listening on %s%s", listener->name.c_str(), tls_ ? " (TLS)" : "");
+    tcp::endpoint bound = acceptor.local_endpoint(ec);
+    uint16_t port = ec ? wanted.port : bound.port();
+    PLAT_LOG(PLAT_LOG_INFO, "listening on %s port %u%s", address, port, tls_ ? " (TLS)" : "");
+    ListenNote(AddressText(address, port));
     listeners_.push_back(std::move(listener));
     return PLAT_OK;
+}
+
+void Server::ListenNote(const std::string &text) {
+    if (!listen_info_.empty()) listen_info_.append(", ");
+    listen_info_.append(text);
+}
+
+std::string Server::AddressText(const std::string &address, uint16_t port) {
+    bool v6 = address.find(':') != std::string::npos;
+    return (v6 ? "[" + address + "]" : address) + ":" + std::to_string(port);
+}
+
+uint32_t Server::ListenInfo(std::string &text) const {
+    std::lock_guard lock(mutex_);
+    if (!started_ && listen_info_.empty()) {
+        text = "not started";
+        return PLAT_ERR;
+    }
+    text = listen_info_;
+    return started_ ? PLAT_OK : PLAT_ERR;
 }
 
 uint32_t Server::Start() {
     std::lock_guard lock(mutex_);
     if (started_) return PLAT_ERR;
+    listen_info_.clear();
+    if (!tls_failure_.empty()) {
+        PLAT_LOG(PLAT_LOG_ERROR, "server %s not started: %s", name_.c_str(), tls_failure_.c_str());
+        listen_info_ = tls_failure_;
+        return PLAT_ERR;
+    }
     limits_ = LimitsLoad();
     uint32_t groups = std::max(GroupCount(), highest_group_);
     // "workers" entries of the default group may block while every loop
@@ -134,6 +174,7 @@ uint32_t Server::Start() {
         ListenerOpen(wanted);
     if (listeners_.empty()) {
         PLAT_LOG(PLAT_LOG_ERROR, "server %s not started: no endpoint could be bound", name_.c_str());
+        if (endpoints_.empty()) listen_info_ = "no endpoint to bind";
         loops_.reset();
         return PLAT_ERR;
     }

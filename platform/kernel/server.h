@@ -47,6 +47,9 @@ public:
     uint32_t Start();
     uint32_t Stop();
     void StatsRead(REST_STATS &out) const;
+    // After Start: PLAT_OK with the bound addresses, else PLAT_ERR with why
+    // the server does not serve.
+    uint32_t ListenInfo(std::string &text) const;
 
     // For connections.
     const Limits &limits() const { return limits_; }
@@ -68,6 +71,8 @@ private:
     void OnAccept(Listener &listener, boost::asio::ip::tcp::socket socket);
     void Resume(Listener &listener);
     void WaitEntries();
+    void ListenNote(const std::string &text);
+    static std::string AddressText(const std::string &address, uint16_t port);
 
     struct EndpointSpec {
         bool v6;
@@ -76,13 +81,15 @@ private:
         uint32_t backlog;
     };
 
-    std::mutex mutex_;  // set-up, start and stop
+    mutable std::mutex mutex_;  // set-up, start and stop
     std::vector<EndpointSpec> endpoints_;
     Router router_;
     uint32_t highest_group_ = 0;
     std::string name_;
     std::string instance_;
     std::shared_ptr<boost::asio::ssl::context> tls_;
+    std::string tls_failure_;  // why the TLS asked for cannot be applied
+    std::string listen_info_;  // bound addresses, or why nothing is
     Limits limits_{};
     std::unique_ptr<LoopPool> loops_;
     std::unique_ptr<EntryGate> gate_;

@@ -1,5 +1,6 @@
 // Server operations: a thin C face over kernel::Server. Nothing escapes as
 // an exception; failures become a non-zero result with a log line.
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -134,6 +135,19 @@ PLAT_API u32 REST_ServerStop(REST_HANDLE hServer) {
     Server *server = AsServer(hServer);
     if (server == nullptr) return PLAT_ERR;
     return Guarded("server stop", [&] { return server->Stop(); });
+}
+
+PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
+    return Guarded("listen query", [&] {
+        std::string text;
+        u32 result = server->ListenInfo(text);
+        size_t length = std::min<size_t>(text.size(), uiSize - 1);
+        text.copy(pcText, length);
+        pcText[length] = '\0';
+        return result;
+    });
 }
 
 PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats) {
