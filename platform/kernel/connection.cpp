@@ -74,7 +74,7 @@ unsigned OverflowStatus(const beast::flat_buffer &buffer) {
 }  // namespace
 
 template <class Stream>
-class Connection : public std::enable_shared_from_this<Connection<Stream>>, public AnswerSink {
+class Connection final : public std::enable_shared_from_this<Connection<Stream>>, public AnswerSink {
 public:
     static constexpr bool kTls = std::is_same_v<Stream, TlsStream>;
 
