@@ -1,0 +1,101 @@
+// Sessions of a made instance and the response rendezvous on a session.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "core/restserver_log.h"
+#include "plat_msg.h"
+#include "support/made_instance.h"
+#include "web/restserver_session.h"
+
+namespace {
+
+// A made instance with session 1 and its rendezvous; each test ends the session.
+class Web : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(made_.Error(), "");
+        env_ = made_.Inst()->pstWebEnv;
+        session_ = RsSessionMake(env_, &context_, nullptr, nullptr);
+        ASSERT_NE(session_, nullptr);
+        ASSERT_EQ(RESTSERVER_SemInit(session_->uiSessionId, &sem_), RS_OK);
+        made_.Log().Clear();
+    }
+    rstest::MadeInstance made_;
+    RS_WEB_ENV *env_ = nullptr;
+    RS_HANDLER_CONTEXT context_ = {};
+    RS_SESSION *session_ = nullptr;
+    RS_SESSION_SEM *sem_ = nullptr;
+};
+
+// Ids are "instance << 24 | 16-bit counter"; an id still in flight after a wrap is refused.
+TEST_F(Web, SessionIdsWrapAtSixteenBitsAndLiveIdsAreNotReused) {
+    u32 id = RESTSERVER_SessionIdGet(session_->pstRequest);
+    EXPECT_EQ(id, 0x00000001u);
+    EXPECT_EQ(RESTSERVER_SessionIdGet(session_->pstResponse), id);
+    EXPECT_EQ(RsSessionFind(id), session_);
+    env_->ucInstId = 2;
+    EXPECT_EQ(RsSessionIdGen(env_), 0x02000002u);
+    for (u32 i = 3; i < 0x10000; ++i)
+        (void)RsSessionIdGen(env_);
+    EXPECT_EQ(RsSessionIdGen(env_), 0x02000000u);
+    env_->ucInstId = 0;
+    EXPECT_EQ(RsSessionMake(env_, &context_, nullptr, nullptr), nullptr) << "id 1 is still in flight";
+    EXPECT_EQ(RsSessionFind(id), session_);
+    RsSessionDestroy(env_, session_);
+    EXPECT_EQ(RsSessionFind(id), nullptr);
+    EXPECT_TRUE(made_.Log().Lines().empty()) << "an ended request is not an error";
+    for (u32 state = RS_STATE_IDLE; state <= RS_STATE_FAILED; ++state) {
+        RsStateSet(made_.Inst(), state);
+        EXPECT_EQ(RsCheckAbort(env_), state == RS_STATE_FAILED ? 1u : 0u) << "requests abort only after a failed start";
+    }
+}
+
+// Another thread finds, queues, wakes; an early wake is kept; leftovers go back.
+TEST_F(Web, RendezvousHandsAnswersOverInOrder) {
+    void *msgs[4] = {DMS_MsgAlloc(RS_SESSION_MSG_OWNER, 4)};
+    std::thread answer([msg = msgs[0]] {
+        RS_SESSION_SEM *found = nullptr;
+        if (RESTSERVER_SemFind(0x00000001u, &found) != 0) return;
+        (void)RESTSERVER_RspMsgSet(found, msg);
+        (void)RESTSERVER_SemWake(found);
+    });
+    EXPECT_EQ(RESTSERVER_SemWait(sem_), RS_OK);
+    answer.join();
+    void *picked = nullptr;
+    ASSERT_EQ(RESTSERVER_RspMsgPick(sem_, &picked), RS_OK);
+    EXPECT_EQ(picked, msgs[0]);
+    EXPECT_EQ(DMS_MsgFree(RS_SESSION_MSG_OWNER, picked), 0u);
+    ASSERT_EQ(RESTSERVER_SemWake(sem_), RS_OK);
+    EXPECT_EQ(RESTSERVER_SemWait(sem_), RS_OK);
+    EXPECT_EQ(RESTSERVER_RspMsgPick(sem_, &picked), RS_ERR);
+    EXPECT_EQ(picked, nullptr);
+    EXPECT_EQ(RESTSERVER_RspMsgSet(sem_, nullptr), RS_ERR);
+    EXPECT_EQ(made_.Log().CountContaining("RESTSERVER_RspMsgSet dst ppRspMsg is null, sess-id:0x00000001"), 1u);
+    RS_SESSION_SEM *found = sem_;
+    EXPECT_EQ(RESTSERVER_SemFind(0x00000002u, &found), RS_ERR);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_TRUE(made_.Log().Has("RESTSERVER_SemMake Find session fail, sess-id:0x00000002", RS_LOG_ERROR));
+
+    for (void *&msg : msgs) {
+        msg = DMS_MsgAlloc(RS_SESSION_MSG_OWNER, 8);
+        ASSERT_EQ(RESTSERVER_RspMsgSet(sem_, msg), RS_OK);
+    }
+    for (void *want : {msgs[0], msgs[1]}) {
+        ASSERT_EQ(RESTSERVER_RspMsgPick(sem_, &picked), RS_OK);
+        EXPECT_EQ(picked, want);
+        EXPECT_EQ(DMS_MsgFree(RS_SESSION_MSG_OWNER, picked), 0u);
+    }
+    std::vector<void *> freed;
+    PLAT_MsgFreeHookSet(
+        [](u32 owner, void *msg, void *user) {
+            if (owner == RS_SESSION_MSG_OWNER) static_cast<std::vector<void *> *>(user)->push_back(msg);
+        },
+        &freed);
+    EXPECT_EQ(RESTSERVER_SemDestroy(sem_), RS_OK);
+    RsSessionDestroy(env_, session_);
+    PLAT_MsgFreeHookSet(nullptr, nullptr);
+    EXPECT_EQ(freed, (std::vector<void *>{msgs[2], msgs[3]}));
+}
+
+}  // namespace
