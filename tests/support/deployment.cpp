@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "plat_config.h"
@@ -57,6 +58,11 @@ std::string Deployment::PrepareInstances() const {
     if (PLAT_InitFromText(json.c_str()) != 0) return PLAT_LastError();
     WriteAccessRules();
     return "";
+}
+
+std::string FileText(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace rstest

@@ -35,4 +35,7 @@ private:
     std::string previous_cwd_;
 };
 
+// Whole text of a file, "" when it cannot be read.
+std::string FileText(const std::string &path);
+
 }  // namespace rstest

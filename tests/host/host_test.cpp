@@ -1,0 +1,176 @@
+// restserver-host on the deployment scripts/scaffold-demo.sh makes (which
+// `make run` serves from): every demo route in one table on one kept-alive
+// TLS connection, many concurrent requests through the rendezvous example's
+// worker thread, the stop on SIGTERM or SIGINT, a host that cannot serve.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+
+#include "support/deployment.h"
+#include "support/host_process.h"
+#include "support/http_client.h"
+
+namespace {
+
+using namespace rstest;
+
+constexpr std::chrono::seconds kExitLimit{20};
+
+// A demo deployment made by the scaffold script in a temporary folder.
+struct Demo {
+    Demo() { Scaffold(); }
+    void Scaffold() const {  // safe to run again
+        std::string command = "bash " RS_SCAFFOLD_SCRIPT " " RS_BUILD_DIR " " + dir.Root() + " >/dev/null 2>&1";
+        if (std::system(command.c_str()) != 0) throw std::runtime_error("the scaffold failed: " + command);
+    }
+    std::unique_ptr<HostProcess> Start(const std::vector<std::string> &args = {}) {
+        return HostStart(Host(), dir, FileText(dir.Path("conf/platform.json")), port, args);
+    }
+    std::string Host() const { return dir.Path("bin/restserver-host"); }
+    std::string Output() const { return FileText(dir.Path("var/host.out")) + FileText(dir.Path("var/host.err")); }
+
+    Deployment dir;
+    TlsOptions tls{dir.Path("conf/server.pem")};  // trusts only the scaffolded certificate and its names
+    uint16_t port = 0;
+};
+
+struct Route {
+    std::string method, path, body;
+    int status;
+    std::string answer;      // the whole answer body
+    const char *field = "";  // "name: value" the answer must carry
+};
+
+TEST(DemoRoutes, EveryRouteAnswersWithItsStatusAndBody) {
+    Demo demo;  // as `make run` does: the scaffold run again keeps the key and certificate
+    const std::string cert = FileText(demo.tls.ca_file), key = FileText(demo.dir.Path("conf/server.key"));
+    demo.Scaffold();
+    ASSERT_NE(cert.find("BEGIN CERTIFICATE"), std::string::npos);
+    EXPECT_TRUE(FileText(demo.tls.ca_file) == cert && FileText(demo.dir.Path("conf/server.key")) == key);
+    auto host = demo.Start();
+    ASSERT_NE(host, nullptr) << demo.Output();
+    std::string big, big_json;  // 1 MiB of text in lines, without '"' or '\\', and as a JSON string
+    for (size_t i = 0; big.size() < (1u << 20); ++i) {
+        big += static_cast<char>(i % 64 == 63 ? '\n' : '#' + i % 57);
+        big_json += big.back() == '\n' ? std::string("\\n") : big.substr(big.size() - 1);
+    }
+    const Route routes[] = {
+        {"GET", "/hello", "", 200, R"({"message":"hello from restserver"})"},
+        {"HEAD", "/hello", "", 200, "", "content-length: 35"},
+        // The module's init function ran before the first request.
+        {"GET", "/items/example", "", 200, R"({"id":"example","value":"an item made by DemoModuleInit"})"},
+        {"GET", "/items/chair", "", 404, R"({"error":"no such item"})"},
+        {"PUT", "/items/chair", "a red chair", 201, R"({"id":"chair","value":"a red chair"})"},
+        {"PUT", "/items/chair", "a blue chair", 200, R"({"id":"chair","value":"a blue chair"})"},
+        {"GET", "/items/chair", "", 200, R"({"id":"chair","value":"a blue chair"})"},
+        {"PUT", "/items/table", std::string(65537, 'v'), 413, R"({"error":"values are at most 65536 bytes"})"},
+        {"DELETE", "/items/chair", "", 200, R"({"deleted":"chair"})"},
+        {"DELETE", "/items/chair", "", 404, R"({"error":"no such item"})"},
+        {"GET", "/stream?n=3", "", 200, "part 1\npart 2\npart 3\n", "transfer-encoding: chunked"},
+        {"GET", "/stream", "", 200,
+         "part 1\npart 2\npart 3\npart 4\npart 5\npart 6\npart 7\npart 8\npart 9\npart 10\n"},
+        // The catch-all "/" takes every path nothing else matched.
+        {"GET", "/no/such/place", "", 404, R"({"error":"no such resource","uri":"/no/such/place"})"},
+        {"GET", "/hello/world", "", 404, R"({"error":"no such resource","uri":"/hello/world"})"},
+        // Brace variables and query values come decoded ("+" is a space in a query), the URI as received.
+        {"GET", "/echo/world?q=42", "", 200, R"({"method":"GET","uri":"/echo/world","query":"42","name":"world"})"},
+        {"GET", "/echo/hello%20w%C3%B6rld?q=a%26b%3Dc+d", "", 200,
+         "{\"method\":\"GET\",\"uri\":\"/echo/hello%20w%C3%B6rld\",\"query\":\"a&b=c d\",\"name\":\"hello "
+         "w\xC3\xB6rld\"}"},
+        {"POST", "/echo/x", "{\"a\": \"b \\\" c\"}\n", 200,
+         R"({"method":"POST","uri":"/echo/x","name":"x","body":"{\"a\": \"b \\\" c\"}\n"})"},
+        {"PUT", "/echo/big", big, 200, R"({"method":"PUT","uri":"/echo/big","name":"big","body":")" + big_json + "\"}"},
+    };
+    HttpClient client(demo.port, &demo.tls);
+    for (const Route &r : routes) {
+        SCOPED_TRACE(r.method + " " + r.path);
+        Answer answer = client.Call(Request(r.method, r.path, r.body));
+        EXPECT_EQ(answer.status, r.status);
+        EXPECT_TRUE(answer.body == r.answer) << answer.body.substr(0, 300);
+        const std::string field = r.field;
+        const size_t colon = field.find(": ");
+        EXPECT_TRUE(field.empty() || answer.fields[field.substr(0, colon)] == field.substr(colon + 2)) << field;
+    }
+    EXPECT_EQ(host->Stop(SIGTERM, kExitLimit), 0);  // the rendezvous test stops it with SIGINT
+    EXPECT_EQ(demo.Output(), "restserver-host: instance 0 listening on https://127.0.0.1:" + std::to_string(demo.port) +
+                                 "\nrestserver-host: Terminated received, stopping\n");
+}
+
+#if defined(__SANITIZE_THREAD__)
+constexpr int kRequests = 200;
+#else
+constexpr int kRequests = 2000;
+#endif
+constexpr int kConnections = 64, kTraceBatch = 10;  // the batch divides kRequests: every record reaches the file
+
+TEST(RendezvousStress, EveryConcurrentRequestGetsItsOwnAnswer) {
+    Demo demo;
+    demo.dir.Copy(RS_RENDEZVOUS_MODULE, "lib/librendezvous_handler.so");
+    // A module that does not load and a handler that does not exist leave their URLs unregistered.
+    demo.dir.Write("lib/common_resthandler.cfg", "load ../lib/libmissing_handler.so MissingInit\nurl gone Missing\n");
+    demo.dir.Write("lib/resthandler.cfg", FileText(RS_RENDEZVOUS_CFG) + "url rv/{word}/x NoSuchFunction\n");
+    demo.dir.Write("var/log/slot-1/.keep", "");  // the template's node is in slot 1
+    auto host = demo.Start({"--trace", std::to_string(kTraceBatch)});
+    ASSERT_NE(host, nullptr) << demo.Output();
+    for (const char *path : {"/gone", "/rv/a/x"})  // the engine's own 404
+        EXPECT_EQ(HttpClient(demo.port, &demo.tls).Call(Request("GET", path)).body, "Not Found") << path;
+    std::atomic<int> next{0}, right{0};
+    std::vector<std::thread> clients;
+    for (int c = 0; c < kConnections; ++c) {
+        clients.emplace_back([&] {
+            HttpClient client(demo.port, &demo.tls);
+            for (int i; (i = next++) < kRequests;) {
+                std::string word = "w" + std::to_string(i);
+                right += client.Call(Request("GET", "/rv/" + word)).body == "{\"answer\":\"" + word + "\"}";
+            }
+        });
+    }
+    for (auto &client : clients)
+        client.join();
+    EXPECT_EQ(right, kRequests);
+    // Records are added after the answer is sent: wait for the last batch.
+    std::string trace;
+    for (int i = 0; i < 100 && std::count(trace.begin(), trace.end(), '\n') < kRequests; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        trace = FileText(demo.dir.Path("var/log/slot-1/rest_req_trace_info.log"));
+    }
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), kRequests);
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), '{'), kRequests) << "one url:rv/{word} in every line";
+    EXPECT_EQ(host->Stop(SIGINT, kExitLimit), 0) << demo.Output();
+    EXPECT_NE(demo.Output().find("restserver-host: Interrupt received, stopping\n"), std::string::npos);
+}
+
+TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
+    const struct {
+        int status;
+        const char *message;
+        std::vector<std::string> args;
+        const char *platform_json = nullptr;  // set: run on the deployment with this platform.json
+    } cases[] = {
+        {0, "usage: restserver-host [--root DIR] [--instances N]", {"--help"}},
+        {2, "--instances takes a number from 1 to 10, not '0'", {"--instances", "0"}},
+        {2, "--instances takes a number from 1 to 10, not '2x'", {"--instances", "2x"}},
+        {2, "--instances needs a value", {"--instances"}},
+        {2, "unknown option '--port'", {"--port", "8443"}},
+        {1, "cannot work in /nonexistent/deployment/bin", {"--root", "/nonexistent/deployment"}},
+        {1, "see the log ../var/log/x.log", {}, R"({"log": {"enabled": true, "file": "../var/log/x.log"}})"},
+        {1, "failed to start; enable \"log\" in ../conf/platform.json", {}, R"({"rest": {"host": "", "port": 1}})"},
+        {1, "cannot start: ../conf/platform.json: log.level: expected a number", {}, R"({"log": {"level": "x"}})"},
+    };
+    Demo demo;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.platform_json != nullptr ? c.platform_json : c.args.front());
+        if (c.platform_json != nullptr) demo.dir.Write("conf/platform.json", c.platform_json);
+        auto args = c.platform_json != nullptr ? std::vector<std::string>{"--root", demo.dir.Root()} : c.args;
+        HostProcess host(demo.Host(), args, demo.dir.Path("var"));
+        EXPECT_EQ(host.Stop(0, kExitLimit), c.status);
+        EXPECT_NE(demo.Output().find(c.message), std::string::npos) << demo.Output();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,361 @@
+// The HTTP engine: raw and routed requests and their answers, TLS settings and the clients they let
+// in; blocked entries, the 503 queue, stop under load, the idle limit and the connection cap.
+#include <gtest/gtest.h>
+#include <openssl/ssl.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "plat_config.h"
+#include "plat_kernel.h"
+#include "support/deployment.h"
+#include "support/free_port.h"
+#include "support/http_client.h"
+
+namespace {
+
+using namespace rstest;
+
+// A server on 127.0.0.1 and a free port, stopped when destroyed.
+struct EngineServer {
+    ~EngineServer() { Stop(); }
+    void Route(const char *path, REST_ENTRY entry, void *user = nullptr, u32 group = REST_GROUP_NONE) {
+        if (REST_ServerBraceFuncAddbyGroup(handle, path, entry, user, group) != 0) throw std::invalid_argument(path);
+    }
+    // Applies the engine settings, binds a free port (another when some process took it first), starts.
+    bool Start(const std::string &settings = "{}") {
+        if (PLAT_InitFromText(("{\"kernel\": " + settings + "}").c_str()) != 0) return false;
+        for (int attempt = 0; attempt < 3 && !started; ++attempt) {
+            REST_END_POINT endpoint{0, port = FreePort(), {0, 0}, "127.0.0.1"};
+            started = REST_EndPointBind(handle, &endpoint, 1024, 0) == 0 && REST_ServerStart(handle, 0) == 0;
+        }
+        return started;
+    }
+    void Stop() { started = started && REST_ServerStop(handle) != 0; }
+
+    REST_HANDLE handle = REST_ServerCreate(0);
+    uint16_t port = 0;
+    bool started = false;
+};
+
+std::string Get(const std::string &target) {
+    return "GET " + target + " HTTP/1.1\r\nHost: t\r\n\r\n";
+}
+
+// Routed with a tag: "<tag>|<brace id>|<brace kind>|<query q>|<query count>|<method>|<uri>". Else by
+// path: /echo "<body length>:<body>:<x-tag>:<NUL after the body>", /chunks 10000 one-digit chunks, /open
+// an unended chunked answer, /silent none, /misuse twice around misplaced chunk calls, /json "[1]",
+// /html "html" of its own type, others their name.
+void Entry(REST_REQ req, void *user, void *) {
+    const std::string uri = REST_RequestUriGet(req);
+    auto text = [](const char *value) { return std::string(value != nullptr ? value : "-"); };
+    u32 len = 0;
+    const char *body = REST_RequestBodyGet(req, &len);
+    std::string answer = user != nullptr ? static_cast<const char *>(user) : uri == "/json" ? "[1]" : uri.substr(1);
+    for (const std::string &part :
+         {text(REST_RequestBraceVarGet(req, "id")), text(REST_RequestBraceVarGet(req, "kind")),
+          text(REST_RequestQueryValueGet(req, "q")), std::to_string(REST_RequestQueryCountGet(req)),
+          std::to_string(REST_RequestMethodGet(req)), uri})
+        answer += user != nullptr ? "|" + part : "";
+    if (uri == "/echo")
+        answer = std::to_string(len) + ":" + (body != nullptr ? std::string(body, len) : "null") + ":" +
+                 text(REST_RequestHeadValueGet(req, "x-tag")) + ":" +
+                 (body != nullptr && body[len] == '\0' ? "nul" : "-");
+    if (uri == "/chunks" || uri == "/open") {
+        REST_ResponseChunkSendStart(req, 200);
+        for (int i = 0; uri == "/chunks" && i < 10000; ++i)
+            REST_ResponseChunkSend(req, &"0123456789"[i % 10], 1);
+        if (uri == "/chunks") REST_ResponseChunkSendEnd(req);
+    } else if (uri == "/misuse") {
+        REST_ResponseChunkSend(req, "x", 1);
+        REST_ResponseChunkSendEnd(req);
+        REST_ResponseSend(req, 201, "first", 5);
+        REST_ResponseSend(req, 200, "second", 6);
+        REST_ResponseChunkSend(req, "x", 1);
+    } else if (uri != "/silent") {
+        if (uri == "/html") REST_ResponseHeadAdd(req, "Content-Type", "text/html");
+        REST_ResponseSend(req, 200, answer.data(), static_cast<u32>(answer.size()));
+    }
+}
+
+struct RawCase {
+    std::string request;
+    int status;
+    bool closes;                           // else it serves the next request, sent right behind
+    std::optional<std::string> body = {};  // nullopt: not checked
+    const char *field = "";                // "name: value" the answer must carry
+};
+
+TEST(Http, EachRawRequestGetsItsAnswer) {
+    EngineServer server;
+    for (const char *path : {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html"})
+        server.Route(path, Entry);
+    server.Route("/api/items/{id}", Entry, (void *)"item");
+    server.Route("/api/items/special", Entry, (void *)"special");
+    server.Route("/api/{kind}/list", Entry, (void *)"list");
+    server.Route("/api/{kind}/{id}/raw", Entry, (void *)"raw");
+    ASSERT_EQ(REST_ServerGenFuncAdd(server.handle, Entry, (void *)"any"), 0u);
+    ASSERT_TRUE(
+        server.Start(R"({"header_limit": 4096, "target_limit": 1024, "body_limit": 1000, "header_timeout_ms": 300})"));
+    std::string post = "POST /echo HTTP/1.1\r\nHost: t\r\n", digits;
+    for (int i = 0; i < 10000; ++i)
+        digits += static_cast<char>('0' + i % 10);
+    const RawCase cases[] = {
+        {Get("/a"), 200, false, "a", "content-length: 1"},
+        {"HEAD /a HTTP/1.1\r\nHost: t\r\n\r\n", 200, false, "", "content-length: 1"},
+        {post + "X-Tag: a\r\nx-tag: b\r\nContent-Length: 5\r\n\r\nhello", 200, false, "5:hello:a, b:nul"},
+        {post + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n", 200, false, "5:abcde:-:nul"},
+        {Get("/echo"), 200, false, "0:null:-:-"},
+        {post + "Content-Length: 1000\r\n\r\n" + std::string(1000, 'b'), 200, false},
+        {"GET /a HTTP/1.0\r\n\r\n", 200, true, "a"},
+        {"GET /a HTTP/1.0\r\nConnection: keep-alive\r\n\r\n", 200, false, "a", "connection: keep-alive"},
+        {Get("/chunks"), 200, false, digits, "transfer-encoding: chunked"},
+        {"GET /chunks HTTP/1.0\r\n\r\n", 200, true, digits, "content-length: 10000"},
+        {Get("/open"), 200, false, "", "transfer-encoding: chunked"},
+        {Get("/silent"), 500, false},
+        {Get("/misuse"), 201, false, "first"},
+        {Get("/json"), 200, false, {}, "content-type: application/json"},
+        {Get("/txt"), 200, false, {}, "content-type: text/plain; charset=utf-8"},
+        {Get("/html"), 200, false, {}, "content-type: text/html"},
+        // Routing, any method: a literal first at its level, then a brace; decoded values; the catch-all.
+        {Get("/api/items/7"), 200, false, "item|7|-|-|0|0|/api/items/7"},
+        {Request("POST", "/api/items/special"), 200, false, "special|-|-|-|0|1|/api/items/special"},
+        {Request("PUT", "/api/items/a%20b?q=x%26y+z&r"), 200, false, "item|a b|-|x&y z|2|3|/api/items/a%20b"},
+        {Request("DELETE", "/api/items/list"), 200, false, "item|list|-|-|0|4|/api/items/list"},
+        {Request("OPTIONS", "/api/things/list"), 200, false, "list|-|things|-|0|5|/api/things/list"},
+        {Request("PATCH", "/api/items/9/raw"), 200, false, "raw|9|items|-|0|8|/api/items/9/raw"},
+        {Request("PROPFIND", "//api///items/7/"), 200, false, "item|7|-|-|0|9|//api///items/7/"},
+        {Get("/api/items/special?id=3"), 200, false, "special|-|-|-|1|0|/api/items/special"},
+        {Get("/api/items/7/8?q=1"), 200, false, "any|-|-|1|1|0|/api/items/7/8"},
+        {Get("/"), 200, false, "any|-|-|-|0|0|/"},
+        // Paths that could name something else once decoded.
+        {Get("/api/items/../special"), 400, false},
+        {Get("/api/./items/7"), 400, false},
+        {Get("/api/items/%2e%2e"), 400, false},
+        {Get("/api/items/a%2Fb"), 400, false},
+        {Get("/api/items/a%00b"), 400, false},
+        // Framing that two parsers could read differently is refused and the connection ended.
+        {post + "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400, true},
+        {post + "Transfer-Encoding: chunked\r\nContent-Length: 3\r\n\r\n0\r\n\r\n", 400, true},
+        {post + "Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd", 400, true},
+        {post + "Content-Length: 3, 4\r\n\r\nabcd", 400, true},
+        {post + "Content-Length: -1\r\n\r\n", 400, true},
+        {post + "Transfer-Encoding: identity\r\n\r\n", 400, true},
+        {post + "Transfer-Encoding: chunked, identity\r\n\r\n0\r\n\r\n", 400, true},
+        {post + "Content-Length : 3\r\n\r\nabc", 400, true},
+        // Limits: the header block, the target, a declared and a chunked body, the time for the header.
+        {"GET /a HTTP/1.1\r\nX-Big: " + std::string(5000, 'x') + "\r\n\r\n", 431, true},
+        {Get("/a?" + std::string(2000, 'q')), 414, true},
+        {post + "Content-Length: 1001\r\n\r\n", 413, true},
+        {post + "Transfer-Encoding: chunked\r\n\r\n3e9\r\n" + std::string(1001, 'b'), 413, true},
+        {"GET /a HTTP/1.1\r\nHost: t\r\n", 408, true},
+    };
+    for (const RawCase &c : cases) {
+        SCOPED_TRACE(c.request.substr(0, 100));
+        HttpClient client(server.port);
+        ASSERT_TRUE(client.Send(c.request + (c.closes ? "" : Get("/a"))));
+        Answer answer, next;
+        EXPECT_TRUE(client.Read(answer, c.request.compare(0, 4, "HEAD") == 0));
+        EXPECT_EQ(answer.status, c.status);
+        EXPECT_TRUE(!c.body || answer.body == *c.body) << answer.body.substr(0, 100);
+        const std::string field = c.field;
+        const size_t colon = field.find(": ");
+        EXPECT_TRUE(field.empty() || answer.fields[field.substr(0, colon)] == field.substr(colon + 2)) << field;
+        EXPECT_EQ(answer.fields["connection"] == "close", c.closes);
+        EXPECT_TRUE(c.closes ? client.ClosedWithin(5000) : client.Read(next) && next.body == "a");
+    }
+    // With "Expect: 100-continue" the engine asks for the body before waiting for it.
+    HttpClient client(server.port);
+    EXPECT_EQ(client.Call(post + "Expect: 100-continue\r\nContent-Length: 3\r\n\r\n").status, 100);
+    EXPECT_EQ(client.Call("xyz").body, "3:xyz:-:nul");
+}
+
+struct TlsCase {
+    const char *name;
+    std::function<void(REST_SSL_PARAM &)> server;  // changes to TLS 1.2 and up with the encrypted key
+    int client_version;                            // the only one the client offers; 0: plain HTTP
+    int status;  // 200: served; 0: handshake or request failed; -1: the settings are refused
+    std::string client_cert = "", client_ciphers = "";  // cert: "trusted" or "other"
+};
+
+TEST(Tls, EachSettingLetsInItsClients) {
+    // "trusted" (for 127.0.0.1, its key also encrypted) serves and is trusted both ways; "other" is not.
+    Deployment scratch;  // a temporary working folder
+    ASSERT_EQ(system("(openssl req -x509 -newkey rsa:2048 -nodes -keyout trusted.key -out trusted.pem -subj /CN=t"
+                     " -addext subjectAltName=IP:127.0.0.1"
+                     " && openssl pkey -in trusted.key -aes128 -passout pass:secret -out server.key"
+                     " && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other.pem -subj /CN=o"
+                     ") >/dev/null 2>&1"),
+              0);
+    char ca[] = "trusted.pem";
+    char suite[] = "TLS_CHACHA20_POLY1305_SHA256", cipher[] = "ECDHE-RSA-AES128-GCM-SHA256", bogus[] = "NO-SUCH";
+    char *cas[] = {ca}, *ciphers[] = {suite, cipher}, *bogus_ciphers[] = {bogus};
+    const auto only13 = [](REST_SSL_PARAM &p) { p.pcSslVersion = "TLSv1.3"; };
+    const auto verify = [&](REST_SSL_PARAM &p) { p.ppcCaFiles = cas, p.uiCaFileNum = 1; };
+    const auto named = [&](REST_SSL_PARAM &p) { p.ppcCiphers = ciphers, p.uiCipherNum = 2; };
+    constexpr int v12 = TLS1_2_VERSION, v13 = TLS1_3_VERSION;
+    const TlsCase cases[] = {
+        {"1.2 and up, 1.2 client", {}, v12, 200},
+        {"1.2 and up, 1.3 client", {}, v13, 200},
+        {"1.3 only, 1.2 client", only13, v12, 0},
+        {"1.3 only, 1.3 client", only13, v13, 200},
+        {"no certificate: plain HTTP", [](REST_SSL_PARAM &p) { p.pcCertFile = nullptr; }, 0, 200},
+        {"verified, 1.2 client trusted", verify, v12, 200, "trusted"},
+        {"verified, 1.2 client self-signed", verify, v12, 0, "other"},
+        {"verified, 1.2 client without certificate", verify, v12, 0},
+        {"verified, 1.3 client without certificate", verify, v13, 0},
+        {"named 1.2 cipher", named, v12, 200, "", "ECDHE-RSA-AES128-GCM-SHA256"},
+        {"other 1.2 cipher", named, v12, 0, "", "ECDHE-RSA-AES256-GCM-SHA384"},
+        {"named 1.3 suite", named, v13, 200, "", "TLS_CHACHA20_POLY1305_SHA256"},
+        {"other 1.3 suite", named, v13, 0, "", "TLS_AES_256_GCM_SHA384"},
+        {"wrong password", [](REST_SSL_PARAM &p) { p.pcKeyPassword = "wrong"; }, v12, -1},
+        {"unknown version", [](REST_SSL_PARAM &p) { p.pcSslVersion = "SSLv3"; }, v12, -1},
+        {"missing certificate", [](REST_SSL_PARAM &p) { p.pcCertFile = "/nonexistent.pem"; }, v12, -1},
+        {"key of another certificate", [](REST_SSL_PARAM &p) { p.pcKeyFile = "other.key"; }, v12, -1},
+        {"unknown cipher", [&](REST_SSL_PARAM &p) { p.ppcCiphers = bogus_ciphers, p.uiCipherNum = 1; }, v12, -1},
+    };
+    for (const TlsCase &c : cases) {
+        SCOPED_TRACE(c.name);
+        EngineServer server;
+        server.Route("/a", Entry);
+        REST_SSL_PARAM param{"TLSv1.2", 0, nullptr, 0, 0, "trusted.pem", 0, "server.key", "secret", 0,
+                             0,         0, nullptr, 0, {}};
+        if (c.server) c.server(param);
+        ASSERT_EQ(REST_ServerSSLEnable(server.handle, &param) != 0, c.status == -1);
+        if (c.status == -1) continue;
+        ASSERT_TRUE(server.Start());
+        const std::string &cert = c.client_cert;
+        TlsOptions tls{ca, cert.empty() ? "" : cert + ".pem", cert + ".key", c.client_version, c.client_ciphers};
+        Answer answer = HttpClient(server.port, c.client_version ? &tls : nullptr).Call(Get("/a"));
+        EXPECT_TRUE(answer.status == c.status && answer.body == (c.status == 200 ? "a" : "")) << answer.status;
+    }
+}
+
+// Entries wait at the gate until it opens, like handlers waiting for another thread.
+struct Gate {
+    std::atomic<bool> open{false};
+    std::atomic<int> waiting{0}, calls{0};
+};
+
+// Every 7th call also sleeps, so that a stop finds entries running.
+void GateEntry(REST_REQ req, void *user, void *) {
+    auto *gate = static_cast<Gate *>(user);
+    if (++gate->calls % 7 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ++gate->waiting;
+    while (!gate->open)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::string body(2000, 'x');
+    REST_ResponseSend(req, 200, body.data(), static_cast<u32>(body.size()));
+}
+
+// count connections, each sending a request without reading the answer.
+auto SendMany(uint16_t port, const std::string &target, int count) {
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<HttpClient>(port));
+        clients.back()->Send(Get(target));
+    }
+    return clients;
+}
+
+// A pool runs its allowance (the default one: workers plus the loop thread), queues queue_depth more,
+// refuses the rest with 503. Blocked entries hold only their own pool: the loop gets spare threads.
+TEST(Load, BlockedEntriesHoldOnlyTheirPool) {
+    REST_GroupEnable(2);
+    EngineServer server;
+    Gate gate;
+    auto waiting = [&](int count) {
+        for (int i = 0; i < 2000 && gate.waiting < count; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return gate.waiting == count;
+    };
+    server.Route("/block", GateEntry, &gate);
+    server.Route("/slow", GateEntry, &gate, 0);
+    server.Route("/fast", Entry);
+    server.Route("/other", Entry, nullptr, 1);
+    ASSERT_TRUE(server.Start(R"({"io_threads": 1, "workers": 63, "group_workers": 4, "queue_depth": 1})"));
+    auto running = SendMany(server.port, "/block", 63), slow = SendMany(server.port, "/slow", 4);
+    ASSERT_TRUE(waiting(67));
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(HttpClient(server.port).Call(Get("/fast")).body, "fast");
+    EXPECT_EQ(HttpClient(server.port).Call(Get("/other")).body, "other");
+    auto last = SendMany(server.port, "/block", 1);  // the default pool is full now
+    ASSERT_TRUE(waiting(68));
+    auto queued = SendMany(server.port, "/block", 1), queued_slow = SendMany(server.port, "/slow", 1);
+    // The queued request may take a moment to reach the queue; retry until one is refused.
+    Answer refused;
+    for (int i = 0; i < 20 && refused.status != 503; ++i)
+        refused = HttpClient(server.port).Call(Get("/block"), 500);
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_EQ(refused.fields["retry-after"], "1");
+    EXPECT_EQ(gate.calls, 68);
+    gate.open = true;
+    Answer answer;
+    for (auto *clients : {&running, &slow, &last, &queued, &queued_slow})
+        for (auto &client : *clients)
+            EXPECT_TRUE(client->Read(answer) && answer.status == 200);
+    EXPECT_EQ(gate.calls, 70);
+}
+
+TEST(Load, StopUnderLoadAnswersWholeOrNotAtAll) {
+    EngineServer server;
+    Gate gate;
+    gate.open = true;
+    server.Route("/count", GateEntry, &gate);
+    ASSERT_TRUE(server.Start(R"({"io_threads": 2, "stop_grace_ms": 5000})"));
+    std::atomic<int> answered{0}, refused{0}, broken{0};
+    std::vector<std::thread> loaders;
+    for (int t = 0; t < 4; ++t) {
+        loaders.emplace_back([&, port = server.port] {
+            for (int round = 0; round < 200; ++round) {
+                HttpClient client(port);
+                Answer answer;
+                for (int i = 0; i < 50 && (answer = client.Call(Get("/count"))).status != 0; ++i)
+                    ++(answer.status == 200 && answer.body.size() == 2000 ? answered
+                       : answer.status == 503                             ? refused
+                                                                          : broken);
+            }
+        });
+    }
+    while (gate.calls < 200)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    server.Stop();
+    int calls_at_stop = gate.calls;
+    for (auto &loader : loaders)
+        loader.join();
+    EXPECT_EQ(gate.calls, calls_at_stop);
+    EXPECT_EQ(broken, 0);
+    EXPECT_EQ(answered, calls_at_stop);  // every entry that ran was answered in full
+}
+
+// Connections beyond the cap wait unaccepted until the idle limit has closed others.
+TEST(Load, ThousandIdleConnectionsClosedByIdleLimit) {
+    EngineServer server;
+    server.Route("/a", Entry);
+    ASSERT_TRUE(server.Start(R"({"idle_timeout_ms": 2000, "max_connections": 1000})"));
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int i = 0; i < 1000; ++i) {
+        clients.push_back(std::make_unique<HttpClient>(server.port));
+        ASSERT_TRUE(i % 2 != 0 || clients.back()->Call(Get("/a")).status == 200) << i;  // half served once
+    }
+    HttpClient waiting(server.port);  // queued by the kernel, not accepted
+    Answer answer;
+    ASSERT_TRUE(waiting.Send(Get("/a")));
+    EXPECT_FALSE(waiting.Read(answer, false, 300));
+    REST_STATS stats{};
+    EXPECT_TRUE(REST_ServerStatsGet(server.handle, &stats) == 0 && stats.ulConnectionsOpen == 1000);
+    for (auto &client : clients)
+        EXPECT_TRUE(client->ClosedWithin(20000));
+    EXPECT_TRUE(waiting.Read(answer) && answer.body == "a");
+    EXPECT_TRUE(REST_ServerStatsGet(server.handle, &stats) == 0 && stats.ulConnectionsTotal == 1001);
+    EXPECT_EQ(stats.aulResponses[2], 501u);
+}
+
+}  // namespace
