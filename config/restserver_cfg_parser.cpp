@@ -43,6 +43,9 @@ extern "C" RS_API u32 RsConfParser(RS_INSTANCE *pstInst) {
     stBusiness.pstInst = pstInst;
     if (RsConfMicroServiceCfgRead(&stCommon) != RS_OK) {
         RS_LOG(RS_LOG_ERROR, "Read Micro Service config failed.");
+        RsProblemReport(pstInst->ucInstId,
+                        "no listening address: the platform configuration's rest section names "
+                        "no host address");
         return RS_ERR;
     }
     stBusiness.pstCurDomain = stCommon.pstCurDomain;

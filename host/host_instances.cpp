@@ -64,8 +64,7 @@ unsigned HostInstancesReport(const std::vector<HostInstance> &instances, const s
             std::fprintf(stderr, "restserver-host: instance %u not serving: %s (%s)\n", instance.id, report.acListen,
                          urls.c_str());
         } else if (instance.state == RS_STATE_FAILED) {
-            std::fprintf(stderr, "restserver-host: instance %u failed to start: %s; %s\n", instance.id, report.acListen,
-                         LogHint().c_str());
+            std::fprintf(stderr, "restserver-host: instance %u failed to start; %s\n", instance.id, LogHint().c_str());
         } else {
             std::fprintf(stderr, "restserver-host: instance %u still starting (state %u); %s\n", instance.id,
                          instance.state, LogHint().c_str());

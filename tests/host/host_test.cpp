@@ -98,7 +98,7 @@ TEST(DemoRoutes, EveryRouteAnswersWithItsStatusAndBody) {
     }
     EXPECT_EQ(host->Stop(SIGTERM, kExitLimit), 0);  // the rendezvous test stops it with SIGINT
     EXPECT_EQ(demo.Output(), "restserver-host: instance 0 listening on https://127.0.0.1:" + std::to_string(demo.port) +
-                                 "\nrestserver-host: Terminated received, stopping\n");
+                                 " (5 of 5 URLs registered)\nrestserver-host: Terminated received, stopping\n");
 }
 
 #if defined(__SANITIZE_THREAD__)

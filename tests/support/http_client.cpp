@@ -87,10 +87,14 @@ bool HttpClient::Read(Answer &answer, bool head, int timeout_ms) try {
     }
     auto length = answer.fields.find("content-length");
     if (!line.empty()) return false;
-    if (!head && status >= 200 && length != answer.fields.end()) {
+    bool body = !head && status >= 200 && status != 204 && status != 304;
+    if (body && length != answer.fields.end()) {
         if (!Take(answer.body, std::stoul(length->second), timeout_ms)) return false;
-    } else if (!head && status >= 200) {  // chunked, the only other framing
-        if (answer.fields["transfer-encoding"] != "chunked") return false;
+    } else if (body && answer.fields["transfer-encoding"] != "chunked") {  // unframed: the close ends it
+        for (int n; (n = Receive(timeout_ms)) != 0;)
+            if (n < 0) return false;
+        answer.body.swap(buffer_);
+    } else if (body) {
         for (size_t size; Take(line, line_end, timeout_ms) && (size = std::stoul(line, nullptr, 16)) != 0;) {
             if (!Take(chunk, size + 2, timeout_ms) || chunk.compare(size, 2, "\r\n") != 0) return false;
             answer.body.append(chunk, 0, size);

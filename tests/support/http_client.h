@@ -1,5 +1,5 @@
 // A raw HTTP/1.x test client to 127.0.0.1, plain or TLS: it sends bytes as
-// given and reads whole answers, framed by length or by chunks.
+// given and reads whole answers, framed by length, by chunks or by the close.
 #pragma once
 
 #include <cstdint>
