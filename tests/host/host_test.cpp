@@ -2,8 +2,10 @@
 // `make run` serves from): every demo route in one table on one kept-alive
 // TLS connection, many concurrent requests through the rendezvous example's
 // worker thread, the stop on SIGTERM or SIGINT, a host that cannot serve.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -145,12 +147,34 @@ TEST(RendezvousStress, EveryConcurrentRequestGetsItsOwnAnswer) {
     EXPECT_NE(demo.Output().find("restserver-host: Interrupt received, stopping\n"), std::string::npos);
 }
 
+// The demo's listening settings with the TLS object given.
+std::string WithTls(const std::string &tls, uint16_t port = 1) {
+    return R"({"rest": {"host": "127.0.0.1", "port": )" + std::to_string(port) + R"(, "tls": )" + tls + "}}";
+}
+
+std::string TlsFiles(const char *cert, const char *key, const char *more = "") {
+    return std::string(R"({"version": "TLSv1.2", "cert_file": "../conf/)") + cert + R"(", "key_file": "../conf/)" +
+           key + "\"" + more + "}";
+}
+
 TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
+    Demo demo;
+    ASSERT_EQ(std::system(("cd " + demo.dir.Path("conf") +
+                           " && openssl pkey -in server.key -aes128 -passout pass:secret -out enc.key"
+                           " && openssl genpkey -algorithm RSA -out other.key 2>/dev/null")
+                              .c_str()),
+              0);
+    int taken = socket(AF_INET, SOCK_STREAM, 0);  // a port another process listens on
+    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t length = sizeof(address);
+    ASSERT_TRUE(bind(taken, reinterpret_cast<sockaddr *>(&address), length) == 0 && listen(taken, 1) == 0 &&
+                getsockname(taken, reinterpret_cast<sockaddr *>(&address), &length) == 0);
+    const std::string taken_port = std::to_string(ntohs(address.sin_port));
     const struct {
         int status;
-        const char *message;
+        std::string message;
         std::vector<std::string> args;
-        const char *platform_json = nullptr;  // set: run on the deployment with this platform.json
+        std::string platform_json = "";  // set: run on the deployment with this platform.json
     } cases[] = {
         {0, "usage: restserver-host [--root DIR] [--instances N]", {"--help"}},
         {2, "--instances takes a number from 1 to 10, not '0'", {"--instances", "0"}},
@@ -161,16 +185,83 @@ TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
         {1, "see the log ../var/log/x.log", {}, R"({"log": {"enabled": true, "file": "../var/log/x.log"}})"},
         {1, "failed to start; enable \"log\" in ../conf/platform.json", {}, R"({"rest": {"host": "", "port": 1}})"},
         {1, "cannot start: ../conf/platform.json: log.level: expected a number", {}, R"({"log": {"level": "x"}})"},
+        // TLS that cannot be applied never serves in the clear: the setting or file at fault is named.
+        {1,
+         "wrong password): ../conf/enc.key",
+         {},
+         WithTls(TlsFiles("server.pem", "enc.key", ", \"key_password\": \"x\""))},
+        {1, "wrong password): ../conf/enc.key", {}, WithTls(TlsFiles("server.pem", "enc.key"))},
+        {1, "TLS certificate file refused: ../conf/none.pem", {}, WithTls(TlsFiles("none.pem", "server.key"))},
+        {1, "wrong password): ../conf/none.key", {}, WithTls(TlsFiles("server.pem", "none.key"))},
+        {1, "../conf/other.key", {}, WithTls(TlsFiles("server.pem", "other.key"))},
+        {1,
+         "TLS version refused: TLSv1.1",
+         {},
+         WithTls(R"({"version": "TLSv1.1", "cert_file": "../conf/server.pem"})")},
+        {1,
+         "TLS cipher list refused: NO-SUCH",
+         {},
+         WithTls(TlsFiles("server.pem", "server.key", R"(, "ciphers": ["NO-SUCH"])"))},
+        {1,
+         "not serving: bind 127.0.0.1:" + taken_port + ": Address already in use",
+         {},
+         WithTls(TlsFiles("server.pem", "server.key"), ntohs(address.sin_port))},
     };
-    Demo demo;
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.platform_json != nullptr ? c.platform_json : c.args.front());
-        if (c.platform_json != nullptr) demo.dir.Write("conf/platform.json", c.platform_json);
-        auto args = c.platform_json != nullptr ? std::vector<std::string>{"--root", demo.dir.Root()} : c.args;
+        SCOPED_TRACE(!c.platform_json.empty() ? c.platform_json : c.args.front());
+        if (!c.platform_json.empty()) demo.dir.Write("conf/platform.json", c.platform_json);
+        auto args = !c.platform_json.empty() ? std::vector<std::string>{"--root", demo.dir.Root()} : c.args;
         HostProcess host(demo.Host(), args, demo.dir.Path("var"));
         EXPECT_EQ(host.Stop(0, kExitLimit), c.status);
         EXPECT_NE(demo.Output().find(c.message), std::string::npos) << demo.Output();
     }
+    close(taken);
+    // A start-up suspended by a failed assertion (a url line before any load line) still ends on SIGTERM.
+    demo.dir.Write("lib/common_resthandler.cfg", "url early Early\n");
+    demo.dir.Write("conf/platform.json", WithTls(TlsFiles("server.pem", "server.key")));
+    HostProcess host(demo.Host(), {"--root", demo.dir.Root()}, demo.dir.Path("var"));
+    for (int i = 0;
+         i < 500 && FileText(demo.dir.Path("var/log/pubScreenLog.txt")).find("will suspend") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(host.Stop(SIGTERM, kExitLimit), 1);
+    EXPECT_NE(demo.Output().find("see ../var/log/pubScreenLog.txt"), std::string::npos) << demo.Output();
+}
+
+// Every handler-configuration mistake is printed, with how many URLs are served; port 0 is shown as the
+// port the system gave; a trace folder that is missing keeps tracing off; SIGHUP is ignored.
+TEST(HostLifecycle, MistakesAreSaidAndTheRealPortShown) {
+    Demo demo;
+    demo.dir.Write("lib/common_resthandler.cfg", "load ../lib/libmissing.so MissingInit\nurl gone Missing\n");
+    std::string business = FileText(demo.dir.Path("lib/resthandler.cfg"));
+    business.replace(business.find("libdemo_handler.so"), 18, "libdemo_handler.so NoSuchInit");
+    demo.dir.Write("lib/resthandler.cfg", business + "url nothere NoSuchFunction\nbogus directive\n");
+    demo.dir.Write("conf/platform.json", WithTls(TlsFiles("server.pem", "server.key"), 0));
+    ASSERT_EQ(std::system(
+                  ("rm -r " + demo.dir.Path("var/log/slot-1") + " && chmod 644 " + demo.dir.Path("conf/platform.json"))
+                      .c_str()),
+              0);
+    HostProcess host(demo.Host(), {"--root", demo.dir.Root(), "--trace", "5"}, demo.dir.Path("var"));
+    std::string output;
+    for (int i = 0; i < 500 && (output = demo.Output()).find(" (3 of 5 URLs") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const size_t at = output.find("listening on https://127.0.0.1:");
+    ASSERT_NE(at, std::string::npos) << output;
+    const uint16_t port = static_cast<uint16_t>(std::atoi(output.c_str() + at + 31));
+    EXPECT_NE(port, 0);
+    EXPECT_EQ(HttpClient(port, &demo.tls).Call(Request("GET", "/stream?n=1")).body, "part 1\n");
+    for (const char *line :
+         {"warning: ../conf/platform.json is readable by every user", "module ../lib/libmissing.so not loaded",
+          "url gone: handler Missing not resolved, module ../lib/libmissing.so not loaded",
+          "init function NoSuchInit not found in ../lib/libdemo_handler.so",
+          "url nothere: handler NoSuchFunction not found in ../lib/libdemo_handler.so",
+          "unknown directive \"bogus\", ignored",
+          "trace file ../var/log/slot-1/rest_req_trace_info.log cannot be opened: No such file or directory"})
+        EXPECT_NE(output.find(line), std::string::npos) << line << "\n" << output;
+    kill(host.Pid(), SIGHUP);
+    for (int i = 0; i < 500 && demo.Output().find("SIGHUP received, ignored") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(HttpClient(port, &demo.tls).Call(Request("GET", "/stream?n=1")).body, "part 1\n");
+    EXPECT_EQ(host.Stop(SIGTERM, kExitLimit), 0) << demo.Output();
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ public:
     HostProcess(const std::string &binary, std::vector<std::string> args, const std::string &output_dir);
     ~HostProcess() { Stop(SIGKILL, std::chrono::seconds(10)); }
     bool Running();
+    pid_t Pid() const { return pid_; }
     // Sends the signal (0: none) and waits: the exit status, -1 after a signal or the time (then killed).
     int Stop(int signal_number, std::chrono::milliseconds limit);
 

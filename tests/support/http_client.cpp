@@ -6,7 +6,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 namespace rstest {
 
@@ -59,6 +61,10 @@ int HttpClient::Receive(int timeout_ms) {
     int n =
         ssl_ != nullptr ? SSL_read(ssl_, chunk, sizeof(chunk)) : static_cast<int>(recv(fd_, chunk, sizeof(chunk), 0));
     if (n > 0) buffer_.append(chunk, static_cast<size_t>(n));
+    if (n > 0 && pace_bytes_ != 0 && (paced_ += static_cast<size_t>(n)) >= pace_bytes_) {
+        paced_ = 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(pace_ms_));
+    }
     return n;
 }
 

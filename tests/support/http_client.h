@@ -36,6 +36,8 @@ public:
     Answer Call(const std::string &request, int timeout_ms = 10000);
     // The peer closes the connection within the time, sending nothing more.
     bool ClosedWithin(int timeout_ms) { return Receive(timeout_ms) == 0; }
+    // From now on reads pause this long after every this many bytes: a slow but steady reader.
+    void Pace(size_t bytes, int pause_ms) { pace_bytes_ = bytes, pace_ms_ = pause_ms; }
 
 private:
     int Receive(int timeout_ms);  // appends to buffer_; 0 on close, -1 on timeout or error
@@ -43,6 +45,8 @@ private:
     int fd_ = -1;
     SSL *ssl_ = nullptr;
     std::string buffer_;
+    size_t pace_bytes_ = 0, paced_ = 0;
+    int pace_ms_ = 0;
 };
 
 // Request text with Host, the field lines ("Name: value\r\n" each), Content-Length unless a bodiless GET or HEAD.

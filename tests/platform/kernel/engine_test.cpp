@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -155,6 +156,11 @@ TEST(Http, EachRawRequestGetsItsAnswer) {
         {Get("/a?" + std::string(2000, 'q')), 414, true},
         {post + "Content-Length: 1001\r\n\r\n", 413, true},
         {post + "Transfer-Encoding: chunked\r\n\r\n3e9\r\n" + std::string(1001, 'b'), 413, true},
+        // Chunked bodies cannot grow the request past its limits: trailer fields count in the header
+        // block, a chunk's extensions are capped, a chunk line longer than the read buffer is refused.
+        {post + "Transfer-Encoding: chunked\r\n\r\n0\r\nX-T: " + std::string(5000, 't') + "\r\n\r\n", 431, true},
+        {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(5000, 'e') + "\r\na\r\n0\r\n\r\n", 400, true},
+        {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(100000, 'e'), 400, true},
         {"GET /a HTTP/1.1\r\nHost: t\r\n", 408, true},
     };
     for (const RawCase &c : cases) {
@@ -185,15 +191,25 @@ struct TlsCase {
     std::string client_cert = "", client_ciphers = "";  // cert: "trusted" or "other"
 };
 
-TEST(Tls, EachSettingLetsInItsClients) {
-    // "trusted" (for 127.0.0.1, its key also encrypted) serves and is trusted both ways; "other" is not.
-    Deployment scratch;  // a temporary working folder
+// In the working folder: "trusted" (for 127.0.0.1, its key also encrypted as server.key with "secret")
+// serves and is trusted both ways; "other" is not.
+void CertificatesMake() {
     ASSERT_EQ(system("(openssl req -x509 -newkey rsa:2048 -nodes -keyout trusted.key -out trusted.pem -subj /CN=t"
                      " -addext subjectAltName=IP:127.0.0.1"
                      " && openssl pkey -in trusted.key -aes128 -passout pass:secret -out server.key"
                      " && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other.pem -subj /CN=o"
                      ") >/dev/null 2>&1"),
               0);
+}
+
+REST_SSL_PARAM TrustedParam() {
+    return REST_SSL_PARAM{"TLSv1.2", 0, nullptr, 0, 0, "trusted.pem", 0, "server.key", "secret", 0,
+                          0,         0, nullptr, 0, {}};
+}
+
+TEST(Tls, EachSettingLetsInItsClients) {
+    Deployment scratch;  // a temporary working folder
+    CertificatesMake();
     char ca[] = "trusted.pem";
     char suite[] = "TLS_CHACHA20_POLY1305_SHA256", cipher[] = "ECDHE-RSA-AES128-GCM-SHA256", bogus[] = "NO-SUCH";
     char *cas[] = {ca}, *ciphers[] = {suite, cipher}, *bogus_ciphers[] = {bogus};
@@ -226,8 +242,7 @@ TEST(Tls, EachSettingLetsInItsClients) {
         SCOPED_TRACE(c.name);
         EngineServer server;
         server.Route("/a", Entry);
-        REST_SSL_PARAM param{"TLSv1.2", 0, nullptr, 0, 0, "trusted.pem", 0, "server.key", "secret", 0,
-                             0,         0, nullptr, 0, {}};
+        REST_SSL_PARAM param = TrustedParam();
         if (c.server) c.server(param);
         ASSERT_EQ(REST_ServerSSLEnable(server.handle, &param) != 0, c.status == -1);
         // Settings that cannot be applied never serve in the clear: the start fails and names them.
@@ -363,6 +378,75 @@ TEST(Load, ThousandIdleConnectionsClosedByIdleLimit) {
     EXPECT_TRUE(waiting.Read(answer) && answer.body == "a");
     EXPECT_TRUE(REST_ServerStatsGet(server.handle, &stats) == 0 && stats.ulConnectionsTotal == 1001);
     EXPECT_EQ(stats.aulResponses[2], 501u);
+}
+
+// A field too long to store (over 64 KiB, with the header limit raised past it) in the header block
+// or in a chunked trailer is refused, on plain and TLS connections, and costs only its connection.
+TEST(Limits, OversizedFieldsEndOnlyTheirConnection) {
+    Deployment scratch;
+    CertificatesMake();
+    const std::string post = "POST /echo HTTP/1.1\r\nHost: t\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n";
+    for (bool tls : {false, true}) {
+        SCOPED_TRACE(tls ? "TLS" : "plain");
+        EngineServer server;
+        server.Route("/echo", Entry);
+        server.Route("/a", Entry);
+        REST_SSL_PARAM param = TrustedParam();
+        ASSERT_TRUE(!tls || REST_ServerSSLEnable(server.handle, &param) == 0);
+        ASSERT_TRUE(server.Start(R"({"header_limit": 1048576, "io_threads": 1})"));
+        TlsOptions options{"trusted.pem"};
+        const TlsOptions *client_tls = tls ? &options : nullptr;
+        for (const std::string &request : {post + "X-T: " + std::string(64 * 1024, 't') + "\r\n\r\n",
+                                           Get("/a").insert(17, "X-V: " + std::string(65 * 1024, 'v') + "\r\n")}) {
+            HttpClient client(server.port, client_tls);
+            EXPECT_EQ(client.Call(request).status, 431);
+        }
+        for (int i = 0; i < 100; ++i)
+            ASSERT_EQ(HttpClient(server.port, client_tls).Call(Get("/a")).body, "a") << i;
+    }
+}
+
+// Answers "whole" with 16 MiB at once, else streams that many 64 KiB parts ("1024" parts: 64 MiB).
+void BigEntry(REST_REQ req, void *user, void *) {
+    const std::string what = static_cast<const char *>(user);
+    if (what == "whole") {
+        const std::string whole(16 << 20, 'w');
+        REST_ResponseSend(req, 200, whole.data(), static_cast<u32>(whole.size()));
+        return;
+    }
+    const std::string part(64 * 1024, 'p');
+    REST_ResponseChunkSendStart(req, 200);
+    for (int i = std::stoi(what); i > 0 && REST_ResponseChunkSend(req, part.data(), 64 * 1024) == 0; --i) {
+    }
+    REST_ResponseChunkSendEnd(req);
+}
+
+long PeakRssKib() {
+    std::string status = FileText("/proc/self/status");
+    return std::atol(status.c_str() + status.find("VmHWM:") + 6);
+}
+
+// Chunked parts go to the socket as the entry makes them, so clients that never read cost no memory
+// beyond the sockets' buffers; a client that reads slowly but steadily gets the whole answer, since
+// the write limit measures a stall.
+TEST(Streaming, NoAnswerPilesUpAndSlowReadersGetItAll) {
+    EngineServer server;
+    server.Route("/huge", BigEntry, (void *)"1024");
+    server.Route("/stream", BigEntry, (void *)"256");
+    server.Route("/whole", BigEntry, (void *)"whole");
+    ASSERT_TRUE(server.Start(R"({"write_timeout_ms": 600})"));
+    std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from here
+    const long before = PeakRssKib();
+    auto idle = SendMany(server.port, "/huge", 8);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // the stall limit ends every entry
+    EXPECT_LT(PeakRssKib() - before, 64 * 1024) << "eight 64 MiB answers were held in memory";
+    for (const char *path : {"/stream", "/whole"}) {  // 16 MiB each at 10 MiB/s: longer than the limit
+        HttpClient client(server.port);
+        client.Pace(512 * 1024, 50);
+        Answer answer = client.Call(Get(path));
+        EXPECT_EQ(answer.status, 200) << path;
+        EXPECT_EQ(answer.body.size(), 16u << 20) << path;
+    }
 }
 
 }  // namespace
