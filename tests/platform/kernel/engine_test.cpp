@@ -219,6 +219,8 @@ TEST(Tls, EachSettingLetsInItsClients) {
     constexpr int v12 = TLS1_2_VERSION, v13 = TLS1_3_VERSION;
     const TlsCase cases[] = {
         {"1.2 and up, 1.2 client", {}, v12, 200},
+        {"1.2 by default: no suite without forward secrecy", {}, v12, 0, "", "AES128-GCM-SHA256"},
+        {"1.2 by default: no CBC suite", {}, v12, 0, "", "ECDHE-RSA-AES128-SHA"},
         {"1.2 and up, 1.3 client", {}, v13, 200},
         {"1.3 only, 1.2 client", only13, v12, 0},
         {"1.3 only, 1.3 client", only13, v13, 200},
