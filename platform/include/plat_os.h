@@ -30,6 +30,9 @@ typedef struct {
 PLAT_API u32 VOS_GetCpuTick(u32 *puiLow, u32 *puiHigh);
 /* Converts a tick count to milliseconds, delivered as high and low words. */
 PLAT_API u32 VOS_CpuTick2Ms(const VOS_CPU_TICK_S *pstTick, u32 *puiMsHigh, u32 *puiMsLow);
+/* Test hook: a clock in nanoseconds that VOS_GetCpuTick reads instead of the monotonic one; null restores it. */
+typedef u64 (*PLAT_TICK_SOURCE)(void);
+PLAT_API void PLAT_TickSourceSet(PLAT_TICK_SOURCE pfnSource);
 
 /* Return addresses of the caller, innermost first; uiSkip frames skipped. */
 PLAT_API u32 VOS_CallStackSelfGet(u32 uiMaxFrames, u32 uiSkip, void **ppAddrs, u32 *puiCount);
