@@ -1,0 +1,40 @@
+// Token expiry: the current local second as text against the token's
+// expiresAt, compared byte-wise. A value that agrees in its first 19
+// characters and goes on (fractions, a zone letter) counts as valid for that
+// whole second; an empty one has always expired.
+#include "auth/restserver_auth_token.h"
+#include "core/restserver_log.h"
+#include "plat_os.h"
+#include "plat_sync.h"
+#include "plat_text.h"
+
+namespace {
+
+constexpr u32 kExpired = 0xFFFFFFFFu;
+constexpr u32 kSelfTestRefused = 1;
+constexpr u32 kTimeTextSize = 32;
+
+}  // namespace
+
+extern "C" RS_API u32 RsAuthTokenCheck(const RsTokenItem *pstItem) {
+    if (pstItem == nullptr) return kExpired;
+    SYS_TIME_S stNow = {};
+    (void)ZEP_LMT_SystimeGet(&stNow);
+    char acNow[kTimeTextSize] = {0};
+    (void)snprintf_s(acNow, sizeof(acNow), sizeof(acNow) - 1, "%04d-%02d-%02dT%02d:%02d:%02d", stNow.usYear,
+                     stNow.ucMonth, stNow.ucDay, stNow.ucHour, stNow.ucMinute, stNow.ucSecond);
+    if (VOS_StrCmp(acNow, pstItem->expiresAt) <= 0) return 0;
+    RS_LOG(RS_LOG_ERROR, "token Expire Time timeBuffer:%s, tokenExpireTime:%s", acNow, pstItem->expiresAt);
+    return kExpired;
+}
+
+extern "C" RS_API u32 RsAuthTokenCheckTest(void) {
+    RsTokenItem stItem = {"2019-05-30:12:00:00", "sample-domain-id", "sample-user-id", "sample-user", nullptr, 0,
+                          "sample-domain",       "sample-project-id"};
+    if (RsAuthTokenCheck(&stItem) != 0) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter token check fail.");
+        return kSelfTestRefused;
+    }
+    RS_LOG(RS_LOG_INFO, "Auth filter token check succ.");
+    return 0;
+}
