@@ -13,13 +13,18 @@ static u32 RsResponseTextLen(const char *pcText) {
     return static_cast<u32>(strlen(pcText));
 }
 
+// 1xx, 204 and 304 answers carry no body, so for them empty data is the answer.
+static bool RsStatusIsBodiless(u32 uiStatus) {
+    return uiStatus < 200 || uiStatus == 204 || uiStatus == 304;
+}
+
 extern "C" RS_API u32 RsHttpRspHeadItemAdd(RS_RESPONSE *pstResponse, const char *pcName, const char *pcValue) {
     return REST_ResponseHeadAdd(pstResponse->pHandle, pcName, pcValue);
 }
 
 extern "C" RS_API u32 RsResponseDataWrite(RS_RESPONSE *pstResponse, const char *pcData, u32 uiStatus) {
     u32 uiLen = RsResponseTextLen(pcData);
-    if (uiLen == 0) {
+    if (uiLen == 0 && !RsStatusIsBodiless(uiStatus)) {
         RS_LOG(RS_LOG_ERROR, "Response data is empty, return ERROR.");
         return RS_ERR;
     }

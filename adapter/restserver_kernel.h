@@ -22,6 +22,8 @@ struct RS_KERNEL_SERVER {
     pthread_t ulListenThread;
     u8 bListenThread;
     u32 uiUrlsRegistered; /* URLs the engine took, for the start-up report */
+    u8 bStopped;
+    u8 bBusy; /* the stop left handlers running: the engine server is kept */
 };
 
 /* TLS settings block given to the engine (128 bytes). */

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "adapter/restserver_kernel.h"
+#include "adapter/restserver_trace.h"
 #include "auth/restserver_auth_expr.h"
 #include "auth/restserver_auth_lock.h"
 #include "auth/restserver_auth_rules.h"
@@ -30,6 +31,13 @@ extern "C" RS_API u32 RsServerDeadLoopInit(void) {
     return CF_DeadLoopTaskMaxRunTimeSet(RS_DEAD_LOOP_MAX_RUN_MS);
 }
 
+// A bring-up that fails after the engine server was made releases it.
+static RS_KERNEL_SERVER *RsKernelInitFail(RS_KERNEL_SERVER *pstServer) {
+    if (pstServer->hServer != nullptr) (void)REST_ServerDestroy(pstServer->hServer);
+    free(pstServer);
+    return nullptr;
+}
+
 // Runs under the root store lock when an instance is made: nothing here
 // waits on the network. The access rules are process-wide yet reloaded for
 // every instance.
@@ -38,8 +46,7 @@ extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
     if (pstServer == nullptr) return nullptr;
     if (REST_ServerInit() != 0) {
         RS_LOG(RS_LOG_ERROR, "REST_ServerInit Fail.");
-        free(pstServer);
-        return nullptr;
+        return RsKernelInitFail(pstServer);
     }
     (void)RsServerDeadLoopInit();
     pstServer->hServer = REST_ServerCreate(0);
@@ -49,16 +56,30 @@ extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
         RS_LOG(RS_LOG_ERROR, "RsAuthConfigLoad Fail.");
         RsProblemReport(RS_INST_ID_NONE, "access rules not loaded from %s and %s: no instance can be made",
                         g_pcRightJsonPath, g_pcPolicyJsonPath);
-        free(pstServer);
-        return nullptr;
+        return RsKernelInitFail(pstServer);
     }
     return pstServer;
 }
 
+extern "C" RS_API u32 RsKernelStop(RS_KERNEL_SERVER *pstServer) {
+    if (pstServer == nullptr) return RS_OK;
+    if (pstServer->bListenThread != 0) (void)pthread_join(pstServer->ulListenThread, nullptr);
+    pstServer->bListenThread = 0;
+    if (pstServer->bStopped == 0 && pstServer->hServer != nullptr) {
+        pstServer->bBusy = REST_ServerStop(pstServer->hServer) != 0 ? 1 : 0;
+        RsTraceFlush();
+    }
+    pstServer->bStopped = 1;
+    return pstServer->bBusy != 0 ? RS_ERR : RS_OK;
+}
+
 extern "C" RS_API void RsKernelUnInit(RS_KERNEL_SERVER *pstServer) {
     if (pstServer == nullptr) return;
-    if (pstServer->bListenThread != 0) (void)pthread_join(pstServer->ulListenThread, nullptr);
-    if (pstServer->hServer != nullptr) (void)REST_ServerStop(pstServer->hServer);
+    if (RsKernelStop(pstServer) != RS_OK) {
+        RS_LOG(RS_LOG_ERROR, "Kernel server stopped with handlers still running, kept.");
+    } else if (pstServer->hServer != nullptr) {
+        (void)REST_ServerDestroy(pstServer->hServer);
+    }
     free(pstServer);
 }
 

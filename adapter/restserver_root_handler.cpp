@@ -10,6 +10,22 @@
 #include "web/restserver_session.h"
 #include "web/restserver_web.h"
 
+#define RS_HTTP_INTERNAL_ERROR 500u
+
+// A handler of a C++ module may throw: it is caught here, so its session
+// still ends. One that threw or answered nothing gets a 500; the engine
+// refuses this answer when the handler gave one.
+static void RsRootHandlerCall(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSession, void *pReqHandle) {
+    try {
+        (void)pstContext->pfnHandler(pstSession->pstRequest, pstSession->pstResponse);
+    } catch (...) {
+        RS_LOG(RS_LOG_ERROR, "Req(%s) handler threw.", REST_RequestUriGet(pReqHandle));
+    }
+    static const char acFailed[] = "Internal Server Error";
+    if (REST_ResponseSend(pReqHandle, RS_HTTP_INTERNAL_ERROR, acFailed, sizeof(acFailed) - 1) == 0)
+        RS_LOG(RS_LOG_ERROR, "Req(%s) handler gave no answer, 500 sent.", REST_RequestUriGet(pReqHandle));
+}
+
 // Runs the filter, then the handler or the refusal; the handler's result is ignored.
 static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSession, void *pReqHandle) {
     u32 uiMethod = RESTSERVER_HttpMethodGet(pstSession->pstRequest);
@@ -18,7 +34,7 @@ static void RsRootDispatch(RS_HANDLER_CONTEXT *pstContext, RS_SESSION *pstSessio
         RS_LOG(RS_LOG_ERROR, "Req(%s) VOG Auth fail.", REST_RequestUriGet(pReqHandle));
         return;
     }
-    (void)pstContext->pfnHandler(pstSession->pstRequest, pstSession->pstResponse);
+    RsRootHandlerCall(pstContext, pstSession, pReqHandle);
 }
 
 // A traced request's start: wall-clock time and CPU tick.
@@ -44,7 +60,7 @@ static void RsRootTraceEnd(const RS_TRACE_START *pstStart, const RS_HANDLER_CONT
 extern "C" RS_API void RsSocfRootHandler(void *pReqHandle, void *pContext, void *pReserved) {
     (void)pReserved;
     auto *pstContext = static_cast<RS_HANDLER_CONTEXT *>(pContext);
-    u32 uiTrace = g_restHandlerTraceEnable;
+    u32 uiTrace = __atomic_load_n(&g_restHandlerTraceEnable, __ATOMIC_RELAXED);
     RS_TRACE_START stStart = {};
     if (uiTrace != 0) {
         (void)VOS_GetCpuTick(&stStart.stTick.uiLow, &stStart.stTick.uiHigh);

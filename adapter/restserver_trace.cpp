@@ -13,27 +13,39 @@ RS_API RS_TRACE_HEAD g_restTraceHead = {};
 RS_API char g_acRestTraceFile[RS_TRACE_PATH_LEN] = {};
 }
 
+// Request threads read the switch while the host writes it.
+static void RsTraceSwitchSet(u32 uiEnable) {
+    __atomic_store_n(&g_restHandlerTraceEnable, uiEnable, __ATOMIC_RELAXED);
+}
+
 // Pending records are dropped unwritten.
 extern "C" RS_API void RsTraceInfoInit(u32 uiMax) {
+    RsTraceListFree();
     g_restTraceHead = RS_TRACE_HEAD{};
     g_restTraceHead.uiMax = uiMax;
     if (g_RestTraceMutex != 0) {
-        g_restHandlerTraceEnable = 1;
+        RsTraceSwitchSet(1);
         return;
     }
     (void)VOS_MutexInit(&g_RestTraceMutex, 0);
-    g_restHandlerTraceEnable = g_RestTraceMutex != 0 ? 1 : 0;
+    RsTraceSwitchSet(g_RestTraceMutex != 0 ? 1 : 0);
 }
 
 // Switching on flushes what is pending; switching off keeps it for later.
 extern "C" RS_API void RsTraceParaSet(u32 uiMax, u32 uiEnable) {
     if (g_RestTraceMutex == 0) RsTraceInfoInit(uiMax);
-    g_restTraceHead.uiMax = uiMax;
     if (g_RestTraceMutex == 0) return;
-    g_restHandlerTraceEnable = uiEnable;
-    if (uiEnable == 0 || g_restTraceHead.uiCount == 0) return;
     (void)VOS_MutexLock(g_RestTraceMutex);
-    RsTraceInfoDumpFile();
+    g_restTraceHead.uiMax = uiMax;
+    (void)VOS_MutexUnlock(g_RestTraceMutex);
+    RsTraceSwitchSet(uiEnable);
+    if (uiEnable != 0) RsTraceFlush();
+}
+
+extern "C" RS_API void RsTraceFlush(void) {
+    if (g_RestTraceMutex == 0) return;
+    (void)VOS_MutexLock(g_RestTraceMutex);
+    if (g_restTraceHead.uiCount != 0) RsTraceInfoDumpFile();
     (void)VOS_MutexUnlock(g_RestTraceMutex);
 }
 

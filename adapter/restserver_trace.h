@@ -43,6 +43,10 @@ RS_API void RsTraceRecordNew(const SYS_TIME_S *pstTime, const VOS_CPU_TICK_S *ps
                              u32 uiProcMs);
 /* Caller holds g_RestTraceMutex. */
 RS_API void RsTraceInfoDumpFile(void);
+/* Writes the pending records, a batch full or not: before the URLs they name go away. */
+RS_API void RsTraceFlush(void);
+/* Releases the pending records unwritten; the list is left to be reset by the caller. */
+RS_API void RsTraceListFree(void);
 RS_API void RsFdPrintf(int iFd, const char *pcFormat, ...) __attribute__((format(printf, 2, 3)));
 
 RS_END_DECLS

@@ -61,7 +61,7 @@ static bool RsTraceRecordWrite(int iFd, const RS_TRACE_RECORD *pstRecord) {
 // dropped, so a trace file that stays unwritable never exhausts memory.
 #define RS_TRACE_PENDING_MAX 65536u
 
-static void RsTraceListFree(void) {
+extern "C" RS_API void RsTraceListFree(void) {
     RS_TRACE_RECORD *pstRecord = g_restTraceHead.pstFirst;
     while (pstRecord != nullptr) {
         RS_TRACE_RECORD *pstNext = pstRecord->pstNext;

@@ -21,6 +21,13 @@ struct RS_HANDLER_CONTEXT;
 
 /* Kernel server cell: null from RsKernelInit when the engine or the authentication settings fail. */
 RS_API RS_KERNEL_SERVER *RsKernelInit(void);
+/*
+ * Stops the engine server once (later calls repeat the answer) and writes
+ * the pending trace records, which name this server's URLs. Non-zero when
+ * handlers still run after the grace period: what they use must be kept.
+ */
+RS_API u32 RsKernelStop(RS_KERNEL_SERVER *pstServer);
+/* Stops the server if need be and frees it and the cell; a busy server is kept. */
 RS_API void RsKernelUnInit(RS_KERNEL_SERVER *pstServer);
 RS_API void RsKernelDomainBind(RS_KERNEL_SERVER *pstServer, const char *pcAddress, const char *pcPort);
 RS_API u32 RsKernelGroupEnable(RS_KERNEL_SERVER *pstServer, u32 uiGroupCount);

@@ -14,11 +14,15 @@
  *     b. RESTSERVER_RspMsgSet(h, msg)      -- from here the list owns msg
  *     c. RESTSERVER_SemWake(h)             -- last use: never touch h again
  *
- * The handle lives inside the session and disappears when the handler
- * returns; there is no reference count and no time-out. After the wake the
- * handler may return at any moment, so the answering side must not use the
- * handle after step c. A wake that comes before the wait is not lost.
- * Messages still queued when the request ends are released with
+ * The handle lives inside the session. RESTSERVER_SemFind holds the session
+ * until RESTSERVER_SemWake, so the answering side may go on with steps b and
+ * c even when the handler has returned meanwhile (its wait failed, say): the
+ * message is then released with the session and the wake reaches nobody.
+ * Every successful RESTSERVER_SemFind must therefore end with a
+ * RESTSERVER_SemWake, also when no message could be set. There is no
+ * time-out. A wake that comes before the wait is not lost. A second
+ * RESTSERVER_SemInit on one session hands back the semaphore already made.
+ * Messages still queued when the session ends are released with
  * DMS_MsgFree(0x80D60001, msg).
  *
  * Every operation returns 0, or 0xFFFFFFFF with a log line.
@@ -32,9 +36,9 @@ RS_BEGIN_DECLS
 
 typedef struct RS_SESSION_SEM RS_SESSION_SEM;
 
-/* Makes the session's semaphore (count 0); the handler calls it once. */
+/* Makes the session's semaphore (count 0); a second call returns the same one. */
 RS_API uint32_t RESTSERVER_SemInit(uint32_t uiSessionId, RS_SESSION_SEM **ppstHandle);
-/* The answering side's lookup; the semaphore is not touched. */
+/* The answering side's lookup; holds the session until RESTSERVER_SemWake. */
 RS_API uint32_t RESTSERVER_SemFind(uint32_t uiSessionId, RS_SESSION_SEM **ppstHandle);
 /* Blocks without a time limit until woken. */
 RS_API uint32_t RESTSERVER_SemWait(RS_SESSION_SEM *pstHandle);

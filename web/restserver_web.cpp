@@ -5,6 +5,8 @@
 #include <stdlib.h>
 
 #include "core/restserver_log.h"
+#include "core/restserver_string.h"
+#include "plat_sync.h"
 #include "web/restserver_session.h"
 #include "web/restserver_web.h"
 
@@ -35,11 +37,33 @@ extern "C" RS_API RS_WEB_ENV *RsWebEnvInit(RS_INSTANCE *pstInst, u32 uiInstId) {
     return pstWebEnv;
 }
 
+// Handlers still running after the stop's grace period may wait on their
+// session for good: each waiting one is woken (its pick then fails), and
+// everything they can reach is kept rather than freed under them.
+static void RsWebEnvAbandon(RS_WEB_ENV *pstWebEnv) {
+    (void)pthread_rwlock_rdlock(&pstWebEnv->stLock);
+    for (auto *pstSession =
+             static_cast<RS_SESSION *>(VOS_AVL3_First(&pstWebEnv->stSessions, &pstWebEnv->stSessionTreeInfo));
+         pstSession != nullptr; pstSession = static_cast<RS_SESSION *>(
+                                    VOS_AVL3_Next(&pstSession->stTreeNode, &pstWebEnv->stSessionTreeInfo))) {
+        (void)pthread_rwlock_rdlock(&pstSession->stSem.stLock);
+        if (pstSession->stSem.bSemReady != 0) (void)ZEP_SemPost(&pstSession->stSem.stSem);
+        (void)pthread_rwlock_unlock(&pstSession->stSem.stLock);
+    }
+    (void)pthread_rwlock_unlock(&pstWebEnv->stLock);
+    RS_LOG(RS_LOG_ERROR, "RsWeb(inst:%d) stopped with handlers still running: its sessions and contexts are kept.",
+           pstWebEnv->ucInstId);
+}
+
 // The kernel server is stopped first, so no request still uses a session
 // or a handler context when they are released.
 extern "C" RS_API void RsWebEnvUnInit(RS_WEB_ENV *pstWebEnv) {
     if (pstWebEnv == nullptr) {
         RS_LOG(RS_LOG_ERROR, "RS_WEB_ENV is null.");
+        return;
+    }
+    if (RsKernelStop(pstWebEnv->pstKernel) != RS_OK) {
+        RsWebEnvAbandon(pstWebEnv);
         return;
     }
     RsKernelUnInit(pstWebEnv->pstKernel);
@@ -52,7 +76,10 @@ extern "C" RS_API void RsWebEnvUnInit(RS_WEB_ENV *pstWebEnv) {
         pstSession = pstNext;
     }
     RsListWalk(&pstWebEnv->stContextList, [](RS_LIST_NODE *pstNode) {
-        free(reinterpret_cast<char *>(pstNode) - offsetof(RS_HANDLER_CONTEXT, stNode));
+        auto *pstContext = reinterpret_cast<RS_HANDLER_CONTEXT *>(reinterpret_cast<char *>(pstNode) -
+                                                                  offsetof(RS_HANDLER_CONTEXT, stNode));
+        free(const_cast<char *>(pstContext->pcUrl));
+        free(pstContext);
     });
     (void)pthread_rwlock_destroy(&pstWebEnv->stLock);
     free(pstWebEnv);
@@ -90,7 +117,13 @@ extern "C" RS_API void RsHandlerEnable(RS_WEB_ENV *pstWebEnv, u32 uiGroupId, con
         RS_LOG(RS_LOG_ERROR, "RS_HANDLER_CONTEXT(GrpId:%d, Url:%s) alloc fail.", uiGroupId, pcUrl);
         return;
     }
-    pstContext->pcUrl = pcUrl;
+    // A copy: the configuration is released before the kernel server stops, and trace records name it.
+    pstContext->pcUrl = RsStrDup(pcUrl);
+    if (pstContext->pcUrl == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "RS_HANDLER_CONTEXT(GrpId:%d, Url:%s) alloc fail.", uiGroupId, pcUrl);
+        free(pstContext);
+        return;
+    }
     pstContext->uiGroupId = uiGroupId;
     pstContext->pstWebEnv = pstWebEnv;
     pstContext->pfnHandler = pfnHandler;

@@ -33,7 +33,7 @@ struct RS_WEB_ENV {
 
 /* One per registered URL; the kernel hands it back with every request of that URL. */
 typedef struct RS_HANDLER_CONTEXT {
-    const char *pcUrl; /* the configuration's text, not copied */
+    const char *pcUrl; /* a copy of the configuration's text, owned by the context */
     u32 uiGroupId;
     RS_WEB_ENV *pstWebEnv;
     RS_HANDLER_FUNC pfnHandler;

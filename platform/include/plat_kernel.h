@@ -83,8 +83,13 @@ PLAT_API u32 REST_ServerBraceFuncAddbyGroup(REST_HANDLE hServer, const char *pcP
 /* Returns once listening (0), or non-zero when no endpoint could be bound or
  * TLS was asked for and cannot be applied (the server then serves nothing). */
 PLAT_API u32 REST_ServerStart(REST_HANDLE hServer, u32 uiWord);
-/* Stops accepting, lets entries finish within the grace period, closes and joins. */
+/* Stops accepting, lets entries finish within the grace period, closes and
+ * joins. Non-zero when the grace period ended with entries still running:
+ * the server keeps what they use and cannot be destroyed. */
 PLAT_API u32 REST_ServerStop(REST_HANDLE hServer);
+/* Stops the server and frees it; non-zero (and nothing freed) while entries
+ * of it still run. The handle is invalid afterwards. */
+PLAT_API u32 REST_ServerDestroy(REST_HANDLE hServer);
 PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats);
 /*
  * What the last start gave: 0 with the bound addresses ("127.0.0.1:8443",

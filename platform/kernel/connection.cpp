@@ -20,7 +20,6 @@
 #include "kernel/request_parser.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
-#include "monitor/entry_marks.h"
 
 namespace kernel {
 
@@ -116,7 +115,7 @@ public:
             ReplyHeadRender(request, keep_alive_, out_);
             CountStatus(reply.status);
         }
-        if (request.method != REST_METHOD_HEAD) out_.append(reply.body);
+        if (request.method != REST_METHOD_HEAD && StatusHasBody(reply.status)) out_.append(reply.body);
         reply.body.clear();
         beast::error_code ec;
         size_t bytes = net::write(stream_, net::buffer(out_), ec);
@@ -273,13 +272,11 @@ private:
         answering_ = true;
         const Route &route = *request_.route;
         LoopPool::EntryBegin();
-        monitor::EntryBegin();
         try {
             route.entry(&request_, route.user, nullptr);
         } catch (...) {
             PLAT_LOG(PLAT_LOG_ERROR, "entry threw for %s", request_.uri.c_str());
         }
-        monitor::EntryEnd();
         LoopPool::EntryEnd();
         server_.gate().Leave(pool_);
         if (request_.reply.broken) return Abandon();
@@ -310,8 +307,9 @@ private:
         bool head_only = request_.method == REST_METHOD_HEAD;
         if (reply.streamed) {
             out_.clear();
-            if (!head_only) out_.append(reply.body);
-            if (!head_only && request_.chunk_framing) out_.append("0\r\n\r\n");
+            bool body = !head_only && StatusHasBody(reply.status);
+            if (body) out_.append(reply.body);
+            if (body && request_.chunk_framing) out_.append("0\r\n\r\n");
         } else {
             ReplyRender(request_, keep_alive_, head_only, out_);
             CountStatus(reply.status);

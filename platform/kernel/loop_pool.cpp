@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "log/log_macro.h"
+#include "monitor/entry_marks.h"
 
 namespace kernel {
 
@@ -16,6 +17,9 @@ namespace net = boost::asio;
 namespace {
 
 constexpr auto kWatchPeriod = std::chrono::milliseconds(1);
+// The watcher goes to sleep after this many looks in a row found no entry
+// running: a server under steady load keeps it awake without waking it per request.
+constexpr int kIdleLooksBeforeSleep = 100;
 constexpr int64_t kParkedAfterNs = 1000000;       // a sleeping entry this old holds its thread
 constexpr int64_t kBusyParkedAfterNs = 50000000;  // a running one only after this long
 
@@ -50,11 +54,6 @@ bool RunGuarded(Run run) {
     return false;
 }
 
-int64_t NowNs() {
-    using namespace std::chrono;
-    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
 }  // namespace
 
 struct LoopPool::Loop {
@@ -66,14 +65,14 @@ struct LoopPool::Loop {
 
 struct LoopPool::Runner {
     std::thread thread;
-    std::atomic<Loop *> loop{nullptr};    // the loop it runs; null for an idle spare
-    std::atomic<int64_t> entry_since{0};  // 0: not in an entry
+    std::atomic<Loop *> loop{nullptr};                // the loop it runs; null for an idle spare
+    std::atomic<monitor::EntryMark *> mark{nullptr};  // its thread's entry mark
     std::atomic<pid_t> tid{0};
     bool primary = false;
 };
 
 namespace {
-thread_local std::atomic<int64_t> *tl_entry_since = nullptr;
+thread_local LoopPool *tl_pool = nullptr;
 thread_local std::atomic<int> *tl_in_entry = nullptr;
 }  // namespace
 
@@ -103,23 +102,37 @@ void LoopPool::Start() {
     watcher_ = std::thread([this] { Watch(); });
 }
 
+// The watcher sleeps while no entry runs; the entry that finds it asleep
+// wakes it. Both sides use sequentially consistent operations, so either the
+// watcher sees the entry or the entry sees the sleeping watcher.
 void LoopPool::EntryBegin() {
-    if (tl_entry_since == nullptr) return;
+    monitor::EntryBegin();
+    LoopPool *pool = tl_pool;
+    if (pool == nullptr) return;
     tl_in_entry->fetch_add(1, std::memory_order_relaxed);
-    tl_entry_since->store(NowNs(), std::memory_order_relaxed);
+    if (pool->entries_.fetch_add(1, std::memory_order_seq_cst) != 0) return;
+    if (!pool->watcher_asleep_.load(std::memory_order_seq_cst)) return;
+    std::lock_guard lock(pool->mutex_);
+    pool->watch_wake_.notify_all();
 }
 
 void LoopPool::EntryEnd() {
-    if (tl_entry_since == nullptr) return;
-    tl_entry_since->store(0, std::memory_order_relaxed);
+    monitor::EntryEnd();
+    if (tl_pool == nullptr) return;
     tl_in_entry->fetch_sub(1, std::memory_order_relaxed);
+    tl_pool->entries_.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void LoopPool::ThreadEnter(Runner *runner, Loop *loop) {
+    runner->tid = gettid();
+    runner->mark = &monitor::ThisThreadMark();
+    tl_pool = this;
+    tl_in_entry = loop != nullptr ? &loop->in_entry : nullptr;
 }
 
 void LoopPool::RunPrimary(Runner *runner) {
-    runner->tid = gettid();
     Loop &loop = *runner->loop;
-    tl_entry_since = &runner->entry_since;
-    tl_in_entry = &loop.in_entry;
+    ThreadEnter(runner, &loop);
     while (!RunGuarded([&] { loop.context.run(); })) {
     }
 }
@@ -134,8 +147,7 @@ bool LoopPool::ShouldReturn(Loop &loop) {
 }
 
 void LoopPool::RunSpare(Runner *runner) {
-    runner->tid = gettid();
-    tl_entry_since = &runner->entry_since;
+    ThreadEnter(runner, nullptr);
     std::unique_lock lock(mutex_);
     while (!stopping_) {
         Loop *loop = runner->loop.load();
@@ -183,16 +195,30 @@ void LoopPool::Lend(Loop &loop) {
     raw->thread = std::thread([this, raw] { RunSpare(raw); });
 }
 
+void LoopPool::WatchSleep(std::unique_lock<std::mutex> &lock) {
+    watcher_asleep_.store(true, std::memory_order_seq_cst);
+    watch_wake_.wait(lock, [this] { return stopping_ || entries_.load(std::memory_order_seq_cst) != 0; });
+    watcher_asleep_.store(false, std::memory_order_relaxed);
+}
+
 void LoopPool::Watch() {
     std::unique_lock lock(mutex_);
+    int idle_looks = 0;
     while (!stopping_) {
-        watch_wake_.wait_for(lock, kWatchPeriod);
+        idle_looks = entries_.load(std::memory_order_relaxed) == 0 ? idle_looks + 1 : 0;
+        if (idle_looks >= kIdleLooksBeforeSleep) {
+            WatchSleep(lock);
+            idle_looks = 0;
+        } else {
+            watch_wake_.wait_for(lock, kWatchPeriod);
+        }
         if (stopping_) break;
-        int64_t now = NowNs();
+        int64_t now = monitor::NowNs();
         for (auto &loop : loops_) {
             int parked = 0;
             for (auto &runner : runners_) {
-                int64_t since = runner->entry_since.load(std::memory_order_relaxed);
+                monitor::EntryMark *mark = runner->mark.load(std::memory_order_acquire);
+                int64_t since = mark != nullptr ? mark->started_ns.load(std::memory_order_relaxed) : 0;
                 if (runner->loop.load() != loop.get() || since == 0 || now - since <= kParkedAfterNs) continue;
                 if (now - since > kBusyParkedAfterNs || ThreadSleeping(runner->tid.load())) ++parked;
             }
@@ -215,7 +241,8 @@ size_t LoopPool::Stop() {
     size_t left = 0;
     for (auto &runner : runners_) {
         if (!runner->thread.joinable()) continue;
-        if (runner->entry_since.load() != 0) {
+        monitor::EntryMark *mark = runner->mark.load();
+        if (mark != nullptr && mark->started_ns.load() != 0) {
             runner->thread.detach();
             ++left;
             continue;

@@ -3,7 +3,8 @@
 // costs no hand-off. When an entry has held a loop's thread past a
 // millisecond, a watcher lends the loop a spare thread, so a blocked entry
 // parks its thread and never the loop; the spare goes back once the loop has
-// a free thread again.
+// a free thread again. The watcher looks every millisecond while entries
+// run and sleeps once none has run for a while.
 #pragma once
 
 #include <atomic>
@@ -29,16 +30,19 @@ public:
     // those are left to finish on their own. Returns how many were left.
     size_t Stop();
 
-    // Around every entry call on a loop thread.
+    // Around every entry call on a loop thread; they also mark the entry for
+    // the dead-loop monitor.
     static void EntryBegin();
     static void EntryEnd();
 
 private:
     struct Loop;
     struct Runner;
+    void ThreadEnter(Runner *runner, Loop *loop);
     void RunPrimary(Runner *runner);
     void RunSpare(Runner *runner);
     void Watch();
+    void WatchSleep(std::unique_lock<std::mutex> &lock);
     void Lend(Loop &loop);
     static bool ShouldReturn(Loop &loop);
 
@@ -50,6 +54,8 @@ private:
     std::condition_variable spare_wake_;
     std::condition_variable watch_wake_;
     bool stopping_ = false;
+    std::atomic<int> entries_{0};  // entries running on any loop
+    std::atomic<bool> watcher_asleep_{false};
     std::thread watcher_;
 };
 

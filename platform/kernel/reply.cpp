@@ -30,9 +30,14 @@ void ReplySetPlain(Reply &reply, unsigned status, const char *text) {
     reply.body.assign(text);
 }
 
+bool StatusHasBody(unsigned status) {
+    return status >= 200 && status != 204 && status != 304;
+}
+
 void ReplyHeadRender(const Request &request, bool keep_alive, std::string &out) {
     const Reply &reply = request.reply;
-    bool chunked = reply.state != Reply::State::kWhole && request.chunk_framing;
+    bool bodiless = !StatusHasBody(reply.status);
+    bool chunked = !bodiless && reply.state != Reply::State::kWhole && request.chunk_framing;
     out.append("HTTP/1.1 ");
     AppendNumber(out, reply.status);
     out.push_back(' ');
@@ -41,7 +46,7 @@ void ReplyHeadRender(const Request &request, bool keep_alive, std::string &out) 
     if (!reply.has_content_type) out.append("Content-Type: ").append(ContentTypeFor(reply)).append("\r\n");
     if (chunked) {
         out.append("Transfer-Encoding: chunked\r\n");
-    } else if (!reply.streamed) {
+    } else if (!reply.streamed && !bodiless) {
         out.append("Content-Length: ");
         AppendNumber(out, reply.body.size());
         out.append("\r\n");
@@ -56,7 +61,7 @@ void ReplyHeadRender(const Request &request, bool keep_alive, std::string &out) 
 void ReplyRender(const Request &request, bool keep_alive, bool head_only, std::string &out) {
     out.clear();
     ReplyHeadRender(request, keep_alive, out);
-    if (head_only) return;
+    if (head_only || !StatusHasBody(request.reply.status)) return;
     out.append(request.reply.body);
     if (request.reply.state != Reply::State::kWhole && request.chunk_framing) out.append("0\r\n\r\n");
 }

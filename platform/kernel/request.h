@@ -68,6 +68,10 @@ struct Request {
 // Maps a parsed method to the engine's method code.
 unsigned MethodCode(boost::beast::http::verb verb);
 
+// 1xx, 204 and 304 answers carry no body: neither the body nor a length or a
+// chunked coding goes out with them.
+bool StatusHasBody(unsigned status);
+
 // Appends the status line and fields of the answer. A whole body gets its
 // length, a chunked one "Transfer-Encoding: chunked"; a streamed answer to an
 // HTTP/1.0 peer gets neither, as the close ends it. keep_alive false adds

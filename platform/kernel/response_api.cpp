@@ -29,7 +29,7 @@ bool IsReserved(const char *name) {
 }
 
 bool IsStatus(u32 status) {
-    return status >= 200 && status <= 999;
+    return status >= 100 && status <= 999;
 }
 
 void AppendChunk(std::string &body, const char *data, u32 len, bool framed) {

@@ -262,8 +262,9 @@ uint32_t Server::Stop() {
     if (left != 0) {
         // Their entries still use the loops: keep them, leaked, rather than free them under a running call.
         PLAT_LOG(PLAT_LOG_ERROR, "server %s stopped with %zu threads left inside entries", name_.c_str(), left);
-        loops_.release();
-        return PLAT_OK;
+        (void)loops_.release();
+        busy_ = true;
+        return PLAT_ERR;
     }
     listeners_.clear();
     loops_.reset();  // destroys every connection still open

@@ -1,6 +1,6 @@
 // One HTTP server: its endpoints, routes, TLS context, limits, loops and
-// counters. Created by REST_ServerCreate and never freed, so a handle stays
-// valid for the life of the process.
+// counters. Created by REST_ServerCreate, freed by REST_ServerDestroy once
+// no entry of it runs any more.
 #pragma once
 
 #include <atomic>
@@ -45,7 +45,10 @@ public:
     void InstanceSet(const char *id);
 
     uint32_t Start();
+    // PLAT_ERR when the grace period ended with entries still running: the
+    // server then keeps what they use, and must never be freed.
     uint32_t Stop();
+    bool busy() const { return busy_; }
     void StatsRead(REST_STATS &out) const;
     // After Start: PLAT_OK with the bound addresses, else PLAT_ERR with why
     // the server does not serve.
@@ -96,6 +99,7 @@ private:
     std::vector<std::unique_ptr<Listener>> listeners_;
     ServerStats stats_;
     std::atomic<bool> started_{false};
+    bool busy_ = false;
     std::atomic<bool> stopping_{false};
     std::atomic<uint64_t> in_entry_{0};
 };

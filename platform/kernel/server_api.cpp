@@ -31,14 +31,34 @@ Result Guarded(const char *what, Call call, Result failed = PLAT_ERR) {
     return failed;
 }
 
-// Servers live as long as the process, so a handle never dangles, even in
-// an entry still running after its server stopped.
+// Every server made, until it is destroyed; a server whose stop left entries
+// running is never destroyed, so their handle never dangles.
+struct Servers {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Server>> list;
+};
+
+Servers &ServersGet() {
+    static auto *servers = new Servers();  // never destroyed: entries may outlive static destruction
+    return *servers;
+}
+
 REST_HANDLE ServerKeep(std::unique_ptr<Server> server) {
-    static std::mutex mutex;
-    static auto *servers = new std::vector<std::unique_ptr<Server>>();
-    std::lock_guard lock(mutex);
-    servers->push_back(std::move(server));
-    return servers->back().get();
+    Servers &servers = ServersGet();
+    std::lock_guard lock(servers.mutex);
+    servers.list.push_back(std::move(server));
+    return servers.list.back().get();
+}
+
+std::unique_ptr<Server> ServerTake(Server *server) {
+    Servers &servers = ServersGet();
+    std::lock_guard lock(servers.mutex);
+    auto found = std::find_if(servers.list.begin(), servers.list.end(),
+                              [server](const std::unique_ptr<Server> &kept) { return kept.get() == server; });
+    if (found == servers.list.end()) return nullptr;
+    std::unique_ptr<Server> taken = std::move(*found);
+    servers.list.erase(found);
+    return taken;
 }
 
 u32 RouteAdd(REST_HANDLE handle, const char *path, REST_ENTRY entry, void *user, u32 group) {
@@ -135,6 +155,16 @@ PLAT_API u32 REST_ServerStop(REST_HANDLE hServer) {
     Server *server = AsServer(hServer);
     if (server == nullptr) return PLAT_ERR;
     return Guarded("server stop", [&] { return server->Stop(); });
+}
+
+PLAT_API u32 REST_ServerDestroy(REST_HANDLE hServer) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr) return PLAT_ERR;
+    return Guarded("server destroy", [&] {
+        if (server->Stop() != PLAT_OK || server->busy()) return PLAT_ERR;
+        server->magic = 0;  // a stale handle is refused from here on
+        return ServerTake(server) != nullptr ? PLAT_OK : PLAT_ERR;
+    });
 }
 
 PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {

@@ -16,15 +16,10 @@ namespace monitor {
 
 namespace {
 
-struct ThreadMark {
-    std::atomic<int64_t> started_ms{0};  // 0: not in an entry
-    std::atomic<bool> reported{false};
-};
-
 struct Monitor {
     std::mutex mutex;
     std::condition_variable wake;
-    std::vector<ThreadMark *> marks;
+    std::vector<EntryMark *> marks;
     std::thread thread;
     bool on = false;
     CF_DEAD_LOOP_CALLBACK callback = nullptr;
@@ -37,14 +32,11 @@ Monitor &Instance() {
     return *monitor;
 }
 
-int64_t NowMs() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
+constexpr int64_t kNsPerMs = 1000000;
 
 // Owns this thread's mark for the thread's life.
 struct MarkOwner {
-    ThreadMark mark;
+    EntryMark mark;
     MarkOwner() {
         Monitor &monitor = Instance();
         std::lock_guard lock(monitor.mutex);
@@ -57,10 +49,19 @@ struct MarkOwner {
     }
 };
 
-ThreadMark &ThisThreadMark() {
+}  // namespace
+
+int64_t NowNs() {
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+EntryMark &ThisThreadMark() {
     thread_local MarkOwner owner;
     return owner.mark;
 }
+
+namespace {
 
 // Calls the callback once for each entry call past the maximum.
 void Watch() {
@@ -69,11 +70,11 @@ void Watch() {
     while (monitor.on) {
         monitor.wake.wait_for(lock, std::chrono::milliseconds(monitor.interval_ms));
         if (!monitor.on) break;
-        int64_t now = NowMs();
+        int64_t now = NowNs();
         bool overdue = false;
-        for (ThreadMark *mark : monitor.marks) {
-            int64_t started = mark->started_ms.load(std::memory_order_acquire);
-            if (started == 0 || now - started <= monitor.max_run_ms) continue;
+        for (EntryMark *mark : monitor.marks) {
+            int64_t started = mark->started_ns.load(std::memory_order_acquire);
+            if (started == 0 || now - started <= monitor.max_run_ms * kNsPerMs) continue;
             if (mark->reported.exchange(true)) continue;
             overdue = true;
         }
@@ -90,13 +91,13 @@ void Watch() {
 }  // namespace
 
 void EntryBegin() {
-    ThreadMark &mark = ThisThreadMark();
+    EntryMark &mark = ThisThreadMark();
     mark.reported.store(false, std::memory_order_relaxed);
-    mark.started_ms.store(NowMs(), std::memory_order_release);
+    mark.started_ns.store(NowNs(), std::memory_order_release);
 }
 
 void EntryEnd() {
-    ThisThreadMark().started_ms.store(0, std::memory_order_release);
+    ThisThreadMark().started_ns.store(0, std::memory_order_release);
 }
 
 }  // namespace monitor

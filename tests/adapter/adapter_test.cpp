@@ -9,13 +9,16 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 #include "adapter/restserver_http.h"
 #include "adapter/restserver_kernel.h"
 #include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
+#include "support/http_client.h"
 #include "support/made_instance.h"
+#include "web/restserver_session.h"
 #include "web/restserver_web.h"
 
 namespace {
@@ -123,6 +126,79 @@ TEST(Adapter, EmptyAnswersAreRefusedAndEndPointsAreFilled) {
     EXPECT_EQ(RESTSERVER_HttpRspDataWrite(&response, "", 200), RS_ERR);
     EXPECT_EQ(RESTSERVER_HttpRspStreamWrite(&response, ""), RS_ERR);
     EXPECT_EQ(log.Count("Response data is empty, return ERROR.", RS_LOG_ERROR), 3u);
+}
+
+u32 ThrowingHandler(RS_REQUEST *, RS_RESPONSE *) {
+    throw std::runtime_error("a C++ module's failure");
+}
+
+u32 OkHandler(RS_REQUEST *, RS_RESPONSE *response) {
+    return RESTSERVER_HttpRspDataWrite(response, "ok", 200);
+}
+
+u32 NoContentHandler(RS_REQUEST *, RS_RESPONSE *response) {
+    return RESTSERVER_HttpRspDataWrite(response, "", 204);
+}
+
+// Waits for an answer from another thread that never comes, unless the teardown wakes it.
+u32 WaitingHandler(RS_REQUEST *request, RS_RESPONSE *response) {
+    RS_SESSION_SEM *sem = nullptr;
+    void *msg = nullptr;
+    if (RESTSERVER_SemInit(RESTSERVER_SessionIdGet(request), &sem) != 0) return 0;
+    if (RESTSERVER_SemWait(sem) != 0 || RESTSERVER_RspMsgPick(sem, &msg) != 0) {
+        (void)RESTSERVER_SemDestroy(sem);
+        return RESTSERVER_HttpRspDataWrite(response, "no answer", 503);
+    }
+    return 0;
+}
+
+size_t Sessions(RS_WEB_ENV *env) {
+    (void)pthread_rwlock_rdlock(&env->stLock);
+    size_t count = 0;
+    for (void *node = VOS_AVL3_First(&env->stSessions, &env->stSessionTreeInfo); node != nullptr;
+         node = VOS_AVL3_Next(static_cast<VOS_AVL3_NODE *>(node), &env->stSessionTreeInfo))
+        ++count;
+    (void)pthread_rwlock_unlock(&env->stLock);
+    return count;
+}
+
+// A handler that throws or answers nothing still ends its session with a 500; a 204 goes out without a
+// body, framed so the connection serves on; destroying the instance writes the pending trace records
+// and, with a handler still waiting past the stop's grace period, wakes it and frees nothing it uses.
+TEST(Adapter, SessionsEndWhateverHandlersDoAndTeardownKeepsWhatTheyUse) {
+    rstest::MadeInstance made({.kernel = R"({"stop_grace_ms": 300})"});
+    ASSERT_EQ(made.Error(), "");
+    RS_WEB_ENV *env = made.Inst()->pstWebEnv;
+    RsDomainEnable(env, "127.0.0.1", std::to_string(made.port).c_str());
+    const std::pair<const char *, RS_HANDLER_FUNC> routes[] = {
+        {"throw", ThrowingHandler}, {"ok", OkHandler}, {"nocontent", NoContentHandler}, {"wait", WaitingHandler}};
+    for (const auto &[url, handler] : routes)
+        RsHandlerEnable(env, RS_GROUP_NONE, url, handler);
+    (void)TraceFile();  // its folder
+    RsTraceParaSet(100000, 1);
+    RsStateSet(made.Inst(), RS_STATE_REGISTERING);
+    ASSERT_EQ(RsStartListen(made.Inst()), RS_OK);
+    RS_INST_REPORT report;
+    ASSERT_TRUE(RESTSERVER_InstReportGet(made.Inst(), &report) == 0 && report.uiListening == 1) << report.acListen;
+
+    rstest::HttpClient client(made.port);
+    EXPECT_EQ(client.Call(rstest::Request("GET", "/throw")).status, 500);
+    rstest::Answer answer = client.Call(rstest::Request("GET", "/nocontent"));
+    EXPECT_TRUE(answer.status == 204 && answer.fields.count("content-length") == 0);
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(client.Call(rstest::Request("GET", "/ok")).body, "ok") << i;
+    EXPECT_EQ(Sessions(env), 0u);
+    EXPECT_EQ(g_restTraceHead.uiCount, 1002u);
+
+    std::thread waiting(
+        [&] { EXPECT_EQ(rstest::HttpClient(made.port).Call(rstest::Request("GET", "/wait")).status, 503); });
+    while (Sessions(env) == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    made.Destroy(made.Inst());
+    waiting.join();
+    EXPECT_EQ(TraceLines(), 1002u);
+    EXPECT_TRUE(made.Log().Has("RsWeb(inst:0) stopped with handlers still running: its sessions and contexts are kept.",
+                               RS_LOG_ERROR));
 }
 
 void Add(const char *url) {

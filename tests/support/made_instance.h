@@ -14,14 +14,15 @@
 namespace rstest {
 
 struct InstanceSetup {
-    bool rest = true;          // a "rest" endpoint in the platform configuration
-    bool access_rules = true;  // conf/vog_auth/right.json and policy.json
+    bool rest = true;           // a "rest" endpoint in the platform configuration
+    bool access_rules = true;   // conf/vog_auth/right.json and policy.json
+    std::string kernel = "{}";  // the engine's settings
 };
 
 class MadeInstance {
 public:
     explicit MadeInstance(InstanceSetup setup = {}) : port(setup.rest ? FreePort() : 0) {
-        std::string json = "{\"node\":{\"common_root\":\"" + deployment.Root() + "\"}";
+        std::string json = "{\"node\":{\"common_root\":\"" + deployment.Root() + "\"},\"kernel\":" + setup.kernel;
         if (setup.rest) json += ",\"rest\":{\"host\":\"127.0.0.1\",\"port\":" + std::to_string(port) + "}";
         if (PLAT_InitFromText((json + "}").c_str()) != 0) error_ = PLAT_LastError();
         if (!error_.empty()) return;

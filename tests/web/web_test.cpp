@@ -1,6 +1,7 @@
 // Sessions of a made instance and the response rendezvous on a session.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "core/restserver_log.h"
@@ -96,6 +97,45 @@ TEST_F(Web, RendezvousHandsAnswersOverInOrder) {
     RsSessionDestroy(env_, session_);
     PLAT_MsgFreeHookSet(nullptr, nullptr);
     EXPECT_EQ(freed, (std::vector<void *>{msgs[2], msgs[3]}));
+}
+
+// A second init keeps a wake already given; an answering thread that found a session keeps it until
+// its wake, however early the handler gives up and returns (the race runs under the sanitizers).
+TEST_F(Web, AnsweringThreadsHoldTheSessionFromFindToWake) {
+    RS_SESSION_SEM *again = nullptr;
+    ASSERT_EQ(RESTSERVER_SemWake(sem_), RS_OK);
+    ASSERT_EQ(RESTSERVER_SemInit(session_->uiSessionId, &again), RS_OK);
+    EXPECT_EQ(again, sem_);
+    std::thread wait([this] { EXPECT_EQ(RESTSERVER_SemWait(sem_), RS_OK); });
+    wait.join();  // a lost wake would hang here
+    EXPECT_EQ(RESTSERVER_SemDestroy(sem_), RS_OK);
+    RsSessionDestroy(env_, session_);
+
+    std::atomic<u32> published{0};
+    std::atomic<bool> done{false};
+    std::thread answering([&] {
+        while (!done) {
+            RS_SESSION_SEM *found = nullptr;
+            u32 id = published.exchange(0);
+            if (id == 0 || RESTSERVER_SemFind(id, &found) != 0) continue;
+            void *msg = DMS_MsgAlloc(RS_SESSION_MSG_OWNER, 8);
+            if (RESTSERVER_RspMsgSet(found, msg) != 0) (void)DMS_MsgFree(RS_SESSION_MSG_OWNER, msg);
+            (void)RESTSERVER_SemWake(found);
+        }
+    });
+    for (int i = 0; i < 3000; ++i) {
+        RS_SESSION *session = RsSessionMake(env_, &context_, nullptr, nullptr);
+        RS_SESSION_SEM *sem = nullptr;
+        ASSERT_EQ(RESTSERVER_SemInit(session->uiSessionId, &sem), RS_OK);
+        published = session->uiSessionId;
+        if (i % 2 == 0) {  // else the handler returns at once
+            EXPECT_EQ(RESTSERVER_SemWait(sem), RS_OK);
+        }
+        (void)RESTSERVER_SemDestroy(sem);
+        RsSessionDestroy(env_, session);
+    }
+    done = true;
+    answering.join();
 }
 
 }  // namespace

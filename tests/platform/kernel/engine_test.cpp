@@ -80,6 +80,8 @@ void Entry(REST_REQ req, void *user, void *) {
         REST_ResponseSend(req, 201, "first", 5);
         REST_ResponseSend(req, 200, "second", 6);
         REST_ResponseChunkSend(req, "x", 1);
+    } else if (uri == "/204" || uri == "/304") {  // the text must not go out: these answers have no body
+        REST_ResponseSend(req, static_cast<u32>(std::stoi(uri.substr(1))), "dropped", 7);
     } else if (uri != "/silent") {
         if (uri == "/html") REST_ResponseHeadAdd(req, "Content-Type", "text/html");
         REST_ResponseSend(req, 200, answer.data(), static_cast<u32>(answer.size()));
@@ -96,7 +98,8 @@ struct RawCase {
 
 TEST(Http, EachRawRequestGetsItsAnswer) {
     EngineServer server;
-    for (const char *path : {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html"})
+    for (const char *path :
+         {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html", "/204", "/304"})
         server.Route(path, Entry);
     server.Route("/api/items/{id}", Entry, (void *)"item");
     server.Route("/api/items/special", Entry, (void *)"special");
@@ -121,6 +124,8 @@ TEST(Http, EachRawRequestGetsItsAnswer) {
         {"GET /chunks HTTP/1.0\r\n\r\n", 200, true, digits, "connection: close"},  // streamed, unframed
         {Get("/open"), 200, false, "", "transfer-encoding: chunked"},
         {Get("/silent"), 500, false},
+        {Get("/204"), 204, false, ""},
+        {Get("/304"), 304, false, ""},
         {Get("/misuse"), 201, false, "first"},
         {Get("/json"), 200, false, {}, "content-type: application/json"},
         {Get("/txt"), 200, false, {}, "content-type: text/plain; charset=utf-8"},
