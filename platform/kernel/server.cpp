@@ -260,9 +260,9 @@ uint32_t Server::Stop() {
     gate_->DropQueued();
     size_t left = loops_->Stop();
     if (left != 0) {
-        // Their entries still use the loops: keep them, leaked, rather than free them under a running call.
+        // Their entries still use the loops: the server keeps them (it is never freed once busy)
+        // rather than free them under a running call.
         PLAT_LOG(PLAT_LOG_ERROR, "server %s stopped with %zu threads left inside entries", name_.c_str(), left);
-        (void)loops_.release();
         busy_ = true;
         return PLAT_ERR;
     }
