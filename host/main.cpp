@@ -79,7 +79,8 @@ int Serve(const host::HostOptions &options, host::SignalWatch &signals) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    host::SignalWatch signals;  // before any other thread exists
+    // Before any other thread exists. Never destroyed: its thread waits in it until the process ends.
+    host::SignalWatch &signals = *new host::SignalWatch();
     host::HostOptions options;
     std::string error;
     if (!host::HostOptionsParse(argc, argv, options, error)) {
