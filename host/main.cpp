@@ -80,7 +80,8 @@ int Serve(const host::HostOptions &options, host::SignalWatch &signals) {
 
 int main(int argc, char **argv) {
     // Before any other thread exists. Never destroyed: its thread waits in it until the process ends.
-    host::SignalWatch &signals = *new host::SignalWatch();
+    static host::SignalWatch *const watch = new host::SignalWatch();
+    host::SignalWatch &signals = *watch;
     host::HostOptions options;
     std::string error;
     if (!host::HostOptionsParse(argc, argv, options, error)) {
