@@ -9,6 +9,7 @@
 #include "auth/restserver_auth_expr.h"
 #include "auth/restserver_auth_lock.h"
 #include "auth/restserver_auth_rules.h"
+#include "auth/restserver_service_token.h"
 #include "core/restserver_core.h"
 #include "core/restserver_log.h"
 #include "core/restserver_problem.h"
@@ -40,7 +41,8 @@ static RS_KERNEL_SERVER *RsKernelInitFail(RS_KERNEL_SERVER *pstServer) {
 
 // Runs under the root store lock when an instance is made: nothing here
 // waits on the network. The access rules are process-wide yet reloaded for
-// every instance.
+// every instance; the service JWT and URLs are read by the first bring-up
+// that finds them and kept, since request threads may hold their entries.
 extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
     auto *pstServer = static_cast<RS_KERNEL_SERVER *>(calloc(1, sizeof(RS_KERNEL_SERVER)));
     if (pstServer == nullptr) return nullptr;
@@ -56,6 +58,17 @@ extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
         RS_LOG(RS_LOG_ERROR, "RsAuthConfigLoad Fail.");
         RsProblemReport(RS_INST_ID_NONE, "access rules not loaded from %s and %s: no instance can be made",
                         g_pcRightJsonPath, g_pcPolicyJsonPath);
+        return RsKernelInitFail(pstServer);
+    }
+    if (JwtConfigLoad() != 0) {
+        RS_LOG(RS_LOG_ERROR, "JwtConfigLoad Fail.");
+        RsProblemReport(RS_INST_ID_NONE, "service JWT not loaded from %s: no instance can be made", RS_JWT_JSON_PATH);
+        return RsKernelInitFail(pstServer);
+    }
+    if (ServiceUrlConfigLoad() != 0) {
+        RS_LOG(RS_LOG_ERROR, "ServiceUrlConfigLoad Fail.");
+        RsProblemReport(RS_INST_ID_NONE, "service URLs not loaded from %s: no instance can be made",
+                        RS_SERVICE_URL_JSON_PATH);
         return RsKernelInitFail(pstServer);
     }
     return pstServer;

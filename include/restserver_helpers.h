@@ -1,7 +1,8 @@
 /*
- * Helpers a host or a handler calls on its own: the virtual IP address of
- * this process's node from the deployment's manifest and application-version
- * files.
+ * Helpers a host or a handler calls on its own: the service entry of a URL
+ * it is about to call, a service token for that call from the security
+ * service, and the virtual IP address of this process's node from the
+ * deployment's manifest and application-version files.
  */
 #ifndef RESTSERVER_HELPERS_H
 #define RESTSERVER_HELPERS_H
@@ -9,6 +10,37 @@
 #include "restserver_export.h"
 
 RS_BEGIN_DECLS
+
+#define RS_URL_TYPE_SIZE 16u
+#define RS_URL_DOMAIN_SIZE 64u
+
+/*
+ * One entry of ../conf/vog_auth/service_url_config.json: a URL pattern (a
+ * whole URL, or text ending in "*" that matches wherever it occurs inside a
+ * URL) and the service that serves it. A "type" or "domain" too long for its
+ * field leaves the field empty. Entries live as long as the process.
+ */
+typedef struct RsUrlConfigInfo {
+    char *url;
+    char type[RS_URL_TYPE_SIZE];
+    char domain[RS_URL_DOMAIN_SIZE];
+    struct RsUrlConfigInfo *next;
+} RsUrlConfigInfo;
+
+/*
+ * The entry of a URL, the file's later members tried first; null when none
+ * matches. The entry belongs to the library. Safe from any thread.
+ */
+RS_API RsUrlConfigInfo *RsUrlConfigInfoGet(const char *pcUrl);
+
+/*
+ * Asks the security service (port 8073) for a token to call pcUrl with,
+ * exchanging the deployment's JWT and the URL's service. The answer's body
+ * on the heap, NUL-terminated (release it with free); null when the URL has
+ * no entry, the service is not reached or answers other than 200, or the
+ * answer is empty. Safe from any thread; it waits for the network.
+ */
+RS_API char *RsVogTokenGet(const char *pcUrl);
 
 /* Longest IPv6 address text and its NUL: the buffer GetVipFromAppVerJson writes into. */
 #define RS_VIP_ADDR_SIZE 46u

@@ -51,6 +51,8 @@ void Deployment::Copy(const std::string &source, const std::string &relative) co
 void Deployment::WriteAccessRules() const {
     Write("conf/vog_auth/right.json", R"([{"method":"GET","uri-pattern":"rest/a","action":"read"}])");
     Write("conf/vog_auth/policy.json", R"({"read":"role:op_admin"})");
+    Write("conf/vog_auth/jwt.json", R"({"jwt":"test-deployment-jwt"})");
+    Write("conf/vog_auth/service_url_config.json", R"({"/rest/plat/*":{"type":"plat","domain":"platform"}})");
 }
 
 std::string Deployment::PrepareInstances() const {

@@ -23,8 +23,8 @@ public:
     void Write(const std::string &relative, const std::string &text) const;
     // Copies a file (a fixture module, for instance) to a path relative to the root.
     void Copy(const std::string &source, const std::string &relative) const;
-    // Writes conf/vog_auth/right.json (one rule) and policy.json: an instance
-    // made without them gets no kernel server.
+    // Writes conf/vog_auth/right.json (one rule), policy.json, jwt.json and service_url_config.json (one
+    // entry): an instance made without them gets no kernel server.
     void WriteAccessRules() const;
     // Points the platform's common root here and writes the access rules, so
     // instances can be made; "" on success, else the platform's reason.

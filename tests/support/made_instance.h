@@ -15,7 +15,7 @@ namespace rstest {
 
 struct InstanceSetup {
     bool rest = true;           // a "rest" endpoint in the platform configuration
-    bool access_rules = true;   // conf/vog_auth/right.json and policy.json
+    bool access_rules = true;   // conf/vog_auth/: the access rules and the service files
     std::string kernel = "{}";  // the engine's settings
 };
 
