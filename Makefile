@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test asan tsan run bench clean format
+.PHONY: all deps build test asan tsan fuzz run bench clean format
 
 all: build
 
@@ -26,6 +26,10 @@ asan:
 tsan:
 	$(MAKE) test BUILD=build-tsan CMAKE_FLAGS="-DRS_SANITIZE=thread -DRS_BENCH=OFF"
 
+# Every fuzz target for SECS seconds (default 60), under the sanitizers.
+fuzz:
+	@bash scripts/run-fuzz.sh
+
 run:
 	@if [ -x scripts/run-demo.sh ]; then bash scripts/run-demo.sh; \
 	else echo "make run: the host program and the demo deployment are not in this tree yet"; exit 1; fi
@@ -38,4 +42,4 @@ format:
 	git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-tsan build-release
+	rm -rf build build-asan build-tsan build-release build-fuzz

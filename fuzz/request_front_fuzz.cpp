@@ -20,7 +20,7 @@ namespace {
 
 constexpr char kSettings[] = R"({
   "kernel": {"io_threads": 1, "workers": 2, "group_workers": 1, "queue_depth": 2, "stop_grace_ms": 100,
-             "header_limit": 1024, "target_limit": 256, "body_limit": 4096,
+             "header_limit": 1024, "target_limit": 256, "body_limit": 4096, "max_fields": 8,
              "header_timeout_ms": 500, "idle_timeout_ms": 500, "write_timeout_ms": 500}
 })";
 constexpr int kReadLimitMs = 3000;

@@ -35,6 +35,7 @@ const KernelMember kKernelMembers[] = {
     {"idle_timeout_ms", &PLAT_KERNEL_CFG_S::uiIdleTimeoutMs},
     {"write_timeout_ms", &PLAT_KERNEL_CFG_S::uiWriteTimeoutMs},
     {"max_connections", &PLAT_KERNEL_CFG_S::uiMaxConnections},
+    {"max_fields", &PLAT_KERNEL_CFG_S::uiMaxFields},
 };
 
 bool ParseApp(CfgReader &reader, const cJSON *root, ParsedCfg &out) {

@@ -70,6 +70,7 @@ typedef struct {
     u32 uiIdleTimeoutMs;
     u32 uiWriteTimeoutMs;
     u32 uiMaxConnections;
+    u32 uiMaxFields;
 } PLAT_KERNEL_CFG_S;
 
 #define PLAT_PORT_MAP_MAX 16

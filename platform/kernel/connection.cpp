@@ -8,7 +8,6 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/read.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "kernel/bounded_socket.h"
 #include "kernel/loop_pool.h"
 #include "kernel/request.h"
+#include "kernel/request_front.h"
 #include "kernel/request_parser.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
@@ -39,6 +39,14 @@ const char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 bool ExpectsContinue(const HttpRequest &message) {
     auto expect = message.find(http::field::expect);
     return message.version() >= 11 && expect != message.end() && beast::iequals(expect->value(), "100-continue");
+}
+
+// One Host field with a valid authority is what an HTTP/1.1 request needs;
+// an HTTP/1.0 one may go without.
+bool HostAccepted(const HttpRequest &message) {
+    auto [first, last] = message.equal_range(http::field::host);
+    if (first == last) return message.version() < 11;
+    return std::next(first) == last && AuthorityValid(first->value());
 }
 
 // Only a lone "chunked" coding is taken: any other coding of a request body
@@ -93,8 +101,8 @@ public:
     }
 
     void Start() {
+        Arm(limits_.header_timeout_ms);  // the handshake and the first request's header
         if constexpr (kTls) {
-            Arm(limits_.header_timeout_ms);
             stream_.async_handshake(net::ssl::stream_base::server,
                                     [self = this->shared_from_this()](beast::error_code ec) { self->OnHandshake(ec); });
         } else {
@@ -165,11 +173,12 @@ private:
         Abandon();
     }
 
-    // An idle keep-alive connection waits under the idle limit; the header
-    // limit starts once the first bytes of a request are in.
+    // A new connection's first request must be complete within the header
+    // limit from the accept (or the handshake); later ones wait under the idle
+    // limit for their first byte, then get the header limit.
     void WaitRequest() {
-        if (buffer_.size() > 0) return ReadHeader();
-        Arm(limits_.idle_timeout_ms);
+        if (buffer_.size() > 0) return BeginRequest();
+        if (!first_request_) Arm(limits_.idle_timeout_ms);
         stream_.async_read_some(
             buffer_.prepare(kReadChunk),
             [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnFirstBytes(ec, bytes); });
@@ -179,42 +188,100 @@ private:
         if (ec && timed_out_) return Close();
         if (ec) return Abandon();
         buffer_.commit(bytes);
-        ReadHeader();
-    }
-
-    void ReadHeader() {
-        parser_.emplace(limits_.header_limit, limits_.body_limit);
-        Arm(limits_.header_timeout_ms);
-        http::async_read_header(
-            stream_, buffer_, *parser_,
-            [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnHeader(ec, bytes); });
-    }
-
-    void OnHeader(beast::error_code ec, size_t bytes) {
-        if (ec && timed_out_) return Refuse(408, "Request Timeout");
-        if (ec) return Fail(ec);
         server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
-        const HttpRequest &message = parser_->get();
-        if (message.target().size() > limits_.target_limit) return Refuse(414, "Request-URI Too Long");
-        if (!TransferCodingAccepted(message)) return Refuse(400, "Bad Request");
-        if (parser_->is_done()) return Dispatch();
-        if (!ExpectsContinue(message)) return ReadBody();
+        BeginRequest();
+    }
+
+    void BeginRequest() {
+        parser_.emplace(limits_.header_limit, limits_.body_limit, limits_.max_fields);
+        header_checked_ = false;
+        if (!first_request_) Arm(limits_.header_timeout_ms);
+        first_request_ = false;
+        Parse();
+    }
+
+    // Feeds the parser from the buffer until it needs more bytes, refuses the
+    // request, or has the header to check or the whole request to dispatch.
+    void Parse() {
+        for (;;) {
+            if (!parser_->is_header_done() && !HeadAccepted()) return;
+            beast::error_code ec;
+            size_t used = parser_->Feed(buffer_.data(), ec);
+            buffer_.consume(used);
+            // In a body the parser does not report the need for more: taking nothing is that need.
+            if (ec == http::error::need_more || (!ec && used == 0 && !parser_->is_done())) return ReadMore();
+            if (ec) return Fail(ec);
+            if (!header_checked_) {
+                header_checked_ = true;
+                if (!HeaderAccepted()) return;
+                if (!parser_->is_done() && ExpectsContinue(parser_->get())) return SendContinue();
+            }
+            if (parser_->is_done()) return Dispatch();
+        }
+    }
+
+    // Refuses at once what no further byte can make valid.
+    bool HeadAccepted() {
+        size_t skip = 0;
+        unsigned status = HeadScan(static_cast<char *>(buffer_.data().data()), buffer_.size(), skip);
+        buffer_.consume(skip);
+        if (status == 0) return true;
+        Refuse(status, status == 505 ? "HTTP Version Not Supported" : "Bad Request");
+        return false;
+    }
+
+    void ReadMore() {
+        if (parser_->is_header_done() && parser_->chunked()) {
+            std::string_view pending(static_cast<const char *>(buffer_.data().data()), buffer_.size());
+            if (!ChunkLinePendingValid(pending, RequestParser::kExtensionLimit, RequestParser::kChunkSizeDigitsMax))
+                return Refuse(400, "Bad Request");
+        }
+        if (buffer_.size() >= buffer_.max_size()) return Fail(http::error::buffer_overflow);
+        stream_.async_read_some(
+            buffer_.prepare(buffer_.max_size() - buffer_.size()),
+            [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnRead(ec, bytes); });
+    }
+
+    void OnRead(beast::error_code ec, size_t bytes) {
+        if (ec && timed_out_) return Refuse(408, "Request Timeout");
+        if (ec) return Abandon();  // the peer left mid-request: nobody to answer
+        buffer_.commit(bytes);
+        server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
+        Parse();
+    }
+
+    // The header's rules beyond the parser's: target size and form, method,
+    // Host, body framing. The body, if any, must then come within the idle limit.
+    bool HeaderAccepted() {
+        HttpRequest &message = parser_->get();
+        std::string_view origin;
+        TargetForm form = TargetFormOf(message.target(), origin);
+        auto refused = [this](unsigned status, const char *text) {
+            Refuse(status, text);
+            return false;
+        };
+        if (message.target().size() > limits_.target_limit) return refused(414, "Request-URI Too Long");
+        if (message.method() == http::verb::unknown || message.method() == http::verb::connect)
+            return refused(501, "Not Implemented");
+        if (!HostAccepted(message)) return refused(400, "Bad Request");
+        if (form == TargetForm::kInvalid || (form == TargetForm::kAsterisk && message.method() != http::verb::options))
+            return refused(400, "Bad Request");
+        if (!TransferCodingAccepted(message)) return refused(400, "Bad Request");
+        if (form == TargetForm::kAbsolute) message.target(std::string(origin));
+        // HTTP/1.0 has no chunked framing: a body so framed is read, answered, and the connection ended.
+        if (message.version() < 11 && message.count(http::field::transfer_encoding) != 0) force_close_ = true;
+        parser_->eager(true);
+        if (!parser_->is_done()) Arm(limits_.idle_timeout_ms);
+        return true;
+    }
+
+    void SendContinue() {
         Arm(limits_.write_timeout_ms);
         net::async_write(stream_, net::buffer(kContinue, sizeof(kContinue) - 1),
                          [self = this->shared_from_this()](beast::error_code ec, size_t) {
                              if (ec) return self->Abandon();
-                             self->ReadBody();
-                         });
-    }
-
-    void ReadBody() {
-        Arm(limits_.idle_timeout_ms);
-        http::async_read(stream_, buffer_, *parser_,
-                         [self = this->shared_from_this()](beast::error_code ec, size_t bytes) {
-                             if (ec && self->timed_out_) return self->Refuse(408, "Request Timeout");
-                             if (ec) return self->Fail(ec);
-                             self->server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
-                             self->Dispatch();
+                             self->Arm(self->limits_.idle_timeout_ms);
+                             self->Parse();
                          });
     }
 
@@ -236,7 +303,8 @@ private:
 
     void Dispatch() {
         request_.Reset(parser_->get());
-        keep_alive_ = parser_->get().keep_alive();
+        keep_alive_ = parser_->get().keep_alive() && !force_close_;
+        if (parser_->get().target() == "*") return AnswerOptions();
         if (!PathSplit(request_.uri, request_.segments)) return Answer(400, "Bad Request");
         request_.route = server_.router().Match(request_.segments);
         if (request_.route == nullptr) return Answer(404, "Not Found");
@@ -250,6 +318,13 @@ private:
             PLAT_LOG(PLAT_LOG_WARN, "entry queue full, refused: %s", request_.uri.c_str());
             Unavailable();
         }
+    }
+
+    // "OPTIONS *" asks about the server itself: the engine answers, no entry runs.
+    void AnswerOptions() {
+        ReplySetPlain(request_.reply, 200, "");
+        request_.reply.fields.assign("Allow: GET, HEAD, POST, PUT, DELETE, OPTIONS, PATCH\r\n");
+        Write();
     }
 
     void Answer(unsigned status, const char *text) {
@@ -373,6 +448,9 @@ private:
     Stream stream_;
     net::steady_timer timer_{stream_.get_executor()};
     bool timed_out_ = false;
+    bool first_request_ = true;
+    bool header_checked_ = false;
+    bool force_close_ = false;  // the request's framing allows no next one
     beast::flat_buffer buffer_;
     std::optional<RequestParser> parser_;
     Request request_;

@@ -42,6 +42,7 @@ Limits LimitsLoad() {
         .idle_timeout_ms = Or(cfg->uiIdleTimeoutMs, 60000),
         .write_timeout_ms = Or(cfg->uiWriteTimeoutMs, 30000),
         .max_connections = Or(cfg->uiMaxConnections, 10000),
+        .max_fields = Or(cfg->uiMaxFields, 100),
     };
 }
 

@@ -18,6 +18,7 @@ struct Limits {
     uint32_t idle_timeout_ms;
     uint32_t write_timeout_ms;
     uint32_t max_connections;
+    uint32_t max_fields;  // header and trailer fields of one request
 };
 
 // Reads the platform settings now; every zero field takes its default.

@@ -2,6 +2,7 @@
 #include "kernel/request_parser.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace kernel {
 
@@ -20,7 +21,8 @@ constexpr size_t kBodyReserveMax = 64 * 1024;
 
 }  // namespace
 
-RequestParser::RequestParser(uint32_t header_bytes, uint64_t body_bytes) : block_limit_(header_bytes) {
+RequestParser::RequestParser(uint32_t header_bytes, uint64_t body_bytes, uint32_t max_fields)
+    : block_limit_(header_bytes), fields_left_(max_fields) {
     header_limit(header_bytes);
     body_limit(body_bytes);
 }
@@ -44,7 +46,8 @@ void RequestParser::on_response_impl(int, string_view, int, error_code &ec) {
 
 void RequestParser::on_field_impl(http::field name, string_view name_text, string_view value, error_code &ec) {
     block_bytes_ += name_text.size() + value.size() + kFieldLineExtra;
-    if (block_bytes_ > block_limit_ || name_text.size() > kFieldTextMax || value.size() > kFieldTextMax) {
+    if (fields_left_-- == 0 || block_bytes_ > block_limit_ || name_text.size() > kFieldTextMax ||
+        value.size() > kFieldTextMax) {
         ec = http::error::header_limit;
         return;
     }
@@ -68,8 +71,13 @@ size_t RequestParser::on_body_impl(string_view body, error_code &ec) {
     return body.size();
 }
 
+// The size's digits end where the extensions begin, within the bytes being parsed.
 void RequestParser::on_chunk_header_impl(std::uint64_t, string_view extensions, error_code &ec) {
-    ec = extensions.size() > kExtensionLimit ? error_code(http::error::bad_chunk_extension) : error_code();
+    size_t digits = 0;
+    for (const char *p = extensions.data(); p > floor_ && std::isxdigit(static_cast<unsigned char>(p[-1])); --p)
+        ++digits;
+    bool refused = extensions.size() > kExtensionLimit || digits > kChunkSizeDigitsMax;
+    ec = refused ? error_code(http::error::bad_chunk_extension) : error_code();
 }
 
 size_t RequestParser::on_chunk_body_impl(std::uint64_t, string_view body, error_code &ec) {

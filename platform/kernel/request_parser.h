@@ -14,9 +14,16 @@ class RequestParser : public boost::beast::http::basic_parser<true> {
 public:
     // Bytes of chunk extensions one chunk header may carry.
     static constexpr size_t kExtensionLimit = 4096;
+    // Hex digits of one chunk size: 16 hold any 64-bit size; more are padding that hides it.
+    static constexpr size_t kChunkSizeDigitsMax = 16;
 
-    RequestParser(uint32_t header_limit, uint64_t body_limit);
+    RequestParser(uint32_t header_limit, uint64_t body_limit, uint32_t max_fields);
     HttpRequest &get() { return message_; }
+    // Parses what it can of the bytes; the bytes it took, as put() gives them.
+    size_t Feed(boost::asio::const_buffer bytes, boost::beast::error_code &ec) {
+        floor_ = static_cast<const char *>(bytes.data());
+        return put(bytes, ec);
+    }
 
 private:
     using error_code = boost::beast::error_code;
@@ -35,8 +42,10 @@ private:
     void on_finish_impl(error_code &ec) override;
 
     HttpRequest message_;
-    uint64_t block_bytes_ = 0;  // start line and fields so far, trailer fields included
+    const char *floor_ = nullptr;  // the start of the bytes being parsed
+    uint64_t block_bytes_ = 0;     // start line and fields so far, trailer fields included
     uint32_t block_limit_;
+    uint32_t fields_left_;
 };
 
 }  // namespace kernel

@@ -23,7 +23,7 @@ const char kFull[] = R"({
   "security_service": {"host": "10.0.0.5", "scheme": "https", "port_map": {"32018": 18443, "80": 8080}},
   "kernel": {"io_threads": 1, "workers": 2, "group_workers": 3, "queue_depth": 4, "stop_grace_ms": 5, "header_limit": 6,
              "target_limit": 7, "body_limit": 8, "header_timeout_ms": 9, "idle_timeout_ms": 10,
-             "write_timeout_ms": 11, "max_connections": 12}
+             "write_timeout_ms": 11, "max_connections": 12, "max_fields": 13}
 })";
 
 bool Rejected(u32 status, const std::string &error) {
@@ -61,7 +61,7 @@ TEST(PlatformConfig, FullTextFillsEverySetting) {
     LOC_IP_ADDR_S address{};
     EXPECT_EQ(Loc_GetLocalIpAddress(&address), PLAT_OK);
     EXPECT_EQ(AddressText(address), "fe80::1:2");
-    const PLAT_KERNEL_CFG_S kernel = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const PLAT_KERNEL_CFG_S kernel = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
     EXPECT_EQ(memcmp(PLAT_KernelCfgGet(), &kernel, sizeof(kernel)), 0);
     const PLAT_SECURITY_SERVICE_CFG_S &security = *PLAT_SecurityServiceCfgGet();
     EXPECT_EQ(std::string(security.acHost) + " " + security.acScheme, "10.0.0.5 https");

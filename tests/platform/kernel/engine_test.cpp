@@ -88,6 +88,22 @@ void Entry(REST_REQ req, void *user, void *) {
     }
 }
 
+// In the working folder: "trusted" (for 127.0.0.1, its key also encrypted as server.key with "secret")
+// serves and is trusted both ways; "other" is not.
+void CertificatesMake() {
+    ASSERT_EQ(system("(openssl req -x509 -newkey rsa:2048 -nodes -keyout trusted.key -out trusted.pem -subj /CN=t"
+                     " -addext subjectAltName=IP:127.0.0.1"
+                     " && openssl pkey -in trusted.key -aes128 -passout pass:secret -out server.key"
+                     " && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other.pem -subj /CN=o"
+                     ") >/dev/null 2>&1"),
+              0);
+}
+
+REST_SSL_PARAM TrustedParam() {
+    return REST_SSL_PARAM{"TLSv1.2", 0, nullptr, 0, 0, "trusted.pem", 0, "server.key", "secret", 0,
+                          0,         0, nullptr, 0, {}};
+}
+
 struct RawCase {
     std::string request;
     int status;
@@ -96,22 +112,18 @@ struct RawCase {
     const char *field = "";                // "name: value" the answer must carry
 };
 
+void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &post);
+
 TEST(Http, EachRawRequestGetsItsAnswer) {
-    EngineServer server;
-    for (const char *path :
-         {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html", "/204", "/304"})
-        server.Route(path, Entry);
-    server.Route("/api/items/{id}", Entry, (void *)"item");
-    server.Route("/api/items/special", Entry, (void *)"special");
-    server.Route("/api/{kind}/list", Entry, (void *)"list");
-    server.Route("/api/{kind}/{id}/raw", Entry, (void *)"raw");
-    ASSERT_EQ(REST_ServerGenFuncAdd(server.handle, Entry, (void *)"any"), 0u);
-    ASSERT_TRUE(
-        server.Start(R"({"header_limit": 4096, "target_limit": 1024, "body_limit": 1000, "header_timeout_ms": 300})"));
+    Deployment scratch;
+    CertificatesMake();
     std::string post = "POST /echo HTTP/1.1\r\nHost: t\r\n", digits;
     for (int i = 0; i < 10000; ++i)
         digits += static_cast<char>('0' + i % 10);
-    const RawCase cases[] = {
+    std::string fields;  // 101 small fields
+    for (int i = 0; i <= 100; ++i)
+        fields += "X-" + std::to_string(i) + ": 1\r\n";
+    const std::vector<RawCase> cases = {
         {Get("/a"), 200, false, "a", "content-length: 1"},
         {"HEAD /a HTTP/1.1\r\nHost: t\r\n\r\n", 200, false, "", "content-length: 1"},
         {post + "X-Tag: a\r\nx-tag: b\r\nContent-Length: 5\r\n\r\nhello", 200, false, "5:hello:a, b:nul"},
@@ -167,10 +179,67 @@ TEST(Http, EachRawRequestGetsItsAnswer) {
         {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(5000, 'e') + "\r\na\r\n0\r\n\r\n", 400, true},
         {post + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(100000, 'e'), 400, true},
         {"GET /a HTTP/1.1\r\nHost: t\r\n", 408, true},
+        {post + "Content-Length: 10\r\n\r\nabc", 408, true},  // the body must come within the idle limit
+        // HTTP/1.1 needs one Host field naming a valid authority.
+        {"GET /a HTTP/1.1\r\n\r\n", 400, true},
+        {"GET /a HTTP/1.1\r\nHost: t\r\nHost: u\r\n\r\n", 400, true},
+        {"GET /a HTTP/1.1\r\nHost: t u\r\n\r\n", 400, true},
+        {"GET /a HTTP/1.1\r\nHost: [::1]:80\r\n\r\n", 200, false, "a"},
+        // Targets: the absolute form is routed by its path; "*" only for OPTIONS, answered by the engine;
+        // CONNECT and anything that is neither a path nor absolute never reach an entry.
+        {Get("http://t:80/a"), 200, false, "a"},
+        {Get("https://t?q=1"), 400, true},
+        {Get("http://t"), 200, false, "any|-|-|-|0|0|/"},
+        {"OPTIONS * HTTP/1.1\r\nHost: t\r\n\r\n", 200, false, "",
+         "allow: GET, HEAD, POST, PUT, DELETE, OPTIONS, PATCH"},
+        {Get("*"), 400, true},
+        {"CONNECT t:443 HTTP/1.1\r\nHost: t:443\r\n\r\n", 501, true},
+        {Get("a"), 400, true},
+        // The request line: empty lines before it are skipped, HTTP/1.x above 1.1 is served as 1.1, a
+        // later major version refused; methods are case-sensitive and unknown ones refused.
+        {"\r\n\n\r\n" + Get("/a"), 200, false, "a"},
+        {"GET /a HTTP/1.7\r\nHost: t\r\n\r\n", 200, false, "a"},
+        {"GET /a HTTP/2.0\r\nHost: t\r\n\r\n", 505, true},
+        {"get /a HTTP/1.1\r\nHost: t\r\n\r\n", 501, true},
+        {"FOO /a HTTP/1.1\r\nHost: t\r\n\r\n", 501, true},
+        // The header block: at most 100 fields, no line folded onto the previous one, no bare LF.
+        {Get("/a").insert(17, fields), 431, true},
+        {"GET /a HTTP/1.1\r\nHost: t\r\nX-A: a\r\n b\r\n\r\n", 400, true},
+        {"GET /a HTTP/1.1\nHost: t\n\n", 400, true},
+        // Framing: HTTP/1.0 has no chunked coding, so a request using it is answered and the connection
+        // ended; chunked lines with a bare LF or a size of 17 hex digits are refused at once.
+        {"POST /echo HTTP/1.0\r\nConnection: keep-alive\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nz\r\n0\r\n\r\n", 200,
+         true, "1:z:-:nul"},
+        {post + "Transfer-Encoding: chunked\r\n\r\n1\na\n0\n\n", 400, true},
+        {post + "Transfer-Encoding: chunked\r\n\r\n00000000000000001\r\na\r\n0\r\n\r\n", 400, true},
     };
+    for (bool tls : {false, true}) {
+        SCOPED_TRACE(tls ? "TLS" : "plain");
+        RawTable(tls, cases, post);
+    }
+}
+
+void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &post) {
+    EngineServer server;
+    for (const char *path :
+         {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html", "/204", "/304"})
+        server.Route(path, Entry);
+    server.Route("/api/items/{id}", Entry, (void *)"item");
+    server.Route("/api/items/special", Entry, (void *)"special");
+    server.Route("/api/{kind}/list", Entry, (void *)"list");
+    server.Route("/api/{kind}/{id}/raw", Entry, (void *)"raw");
+    ASSERT_EQ(REST_ServerGenFuncAdd(server.handle, Entry, (void *)"any"), 0u);
+    REST_SSL_PARAM param = TrustedParam();
+    ASSERT_TRUE(!tls || REST_ServerSSLEnable(server.handle, &param) == 0);
+    ASSERT_TRUE(server.Start(R"({"header_limit": 4096, "target_limit": 1024, "body_limit": 1000,
+                                 "header_timeout_ms": 300, "idle_timeout_ms": 1500})"));
+    TlsOptions options{"trusted.pem"};
+    const TlsOptions *client_tls = tls ? &options : nullptr;
+    // Until its first request is in, a connection has only the header limit, not the idle one.
+    EXPECT_TRUE(HttpClient(server.port, client_tls).ClosedWithin(1000));
     for (const RawCase &c : cases) {
         SCOPED_TRACE(c.request.substr(0, 100));
-        HttpClient client(server.port);
+        HttpClient client(server.port, client_tls);
         ASSERT_TRUE(client.Send(c.request + (c.closes ? "" : Get("/a"))));
         Answer answer, next;
         EXPECT_TRUE(client.Read(answer, c.request.compare(0, 4, "HEAD") == 0));
@@ -181,9 +250,10 @@ TEST(Http, EachRawRequestGetsItsAnswer) {
         EXPECT_TRUE(field.empty() || answer.fields[field.substr(0, colon)] == field.substr(colon + 2)) << field;
         EXPECT_EQ(answer.fields["connection"] == "close", c.closes);
         EXPECT_TRUE(c.closes ? client.ClosedWithin(5000) : client.Read(next) && next.body == "a");
+        EXPECT_TRUE(!c.closes || HttpClient(server.port, client_tls).Call(Get("/a")).body == "a") << "the server";
     }
     // With "Expect: 100-continue" the engine asks for the body before waiting for it.
-    HttpClient client(server.port);
+    HttpClient client(server.port, client_tls);
     EXPECT_EQ(client.Call(post + "Expect: 100-continue\r\nContent-Length: 3\r\n\r\n").status, 100);
     EXPECT_EQ(client.Call("xyz").body, "3:xyz:-:nul");
 }
@@ -195,22 +265,6 @@ struct TlsCase {
     int status;  // 200: served; 0: handshake or request failed; -1: the settings are refused
     std::string client_cert = "", client_ciphers = "";  // cert: "trusted" or "other"
 };
-
-// In the working folder: "trusted" (for 127.0.0.1, its key also encrypted as server.key with "secret")
-// serves and is trusted both ways; "other" is not.
-void CertificatesMake() {
-    ASSERT_EQ(system("(openssl req -x509 -newkey rsa:2048 -nodes -keyout trusted.key -out trusted.pem -subj /CN=t"
-                     " -addext subjectAltName=IP:127.0.0.1"
-                     " && openssl pkey -in trusted.key -aes128 -passout pass:secret -out server.key"
-                     " && openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out other.pem -subj /CN=o"
-                     ") >/dev/null 2>&1"),
-              0);
-}
-
-REST_SSL_PARAM TrustedParam() {
-    return REST_SSL_PARAM{"TLSv1.2", 0, nullptr, 0, 0, "trusted.pem", 0, "server.key", "secret", 0,
-                          0,         0, nullptr, 0, {}};
-}
 
 TEST(Tls, EachSettingLetsInItsClients) {
     Deployment scratch;  // a temporary working folder
