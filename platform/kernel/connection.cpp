@@ -305,7 +305,7 @@ private:
         request_.Reset(parser_->get());
         keep_alive_ = parser_->get().keep_alive() && !force_close_;
         if (parser_->get().target() == "*") return AnswerOptions();
-        if (!PathSplit(request_.uri, request_.segments)) return Answer(400, "Bad Request");
+        if (!PathNormalize(request_.uri, request_.segments)) return Answer(400, "Bad Request");
         request_.route = server_.router().Match(request_.segments);
         if (request_.route == nullptr) return Answer(404, "Not Found");
         if (server_.stopping()) return Unavailable();

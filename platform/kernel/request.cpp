@@ -16,6 +16,7 @@ void Request::Reset(const HttpRequest &next) {
     std::string_view target = next.target();
     uri.assign(target.substr(0, target.find('?')));
     route = nullptr;
+    braces_ready = false;
     heads_ready = false;
     query_ready = false;
     reply.state = Reply::State::kNone;
@@ -76,6 +77,18 @@ void Request::QueryBuild() {
         PercentDecode(pair.substr(0, equals), true, name);
         std::string &value = query.emplace_back();
         if (equals != std::string_view::npos) PercentDecode(pair.substr(equals + 1), true, value);
+    }
+}
+
+// Brace variables are handed out decoded: "a%20b" binds "a b".
+void Request::BracesDecode() {
+    braces_ready = true;
+    std::string decoded;
+    for (const auto &[index, name] : route->braces) {
+        if (index >= segments.size()) continue;
+        decoded.clear();
+        PercentDecode(segments[index], false, decoded);
+        segments[index].swap(decoded);
     }
 }
 

@@ -42,9 +42,10 @@ protected:
 struct Request {
     const HttpRequest *message = nullptr;
     unsigned method = REST_METHOD_OTHER;
-    bool chunk_framing = true;  // false for HTTP/1.0 peers: parts are sent unframed
-    std::string uri;            // path without the query, as received
-    std::vector<std::string> segments;
+    bool chunk_framing = true;          // false for HTTP/1.0 peers: parts are sent unframed
+    std::string uri;                    // path without the query, in its normal form (PathNormalize)
+    std::vector<std::string> segments;  // as routing compares them; brace ones decoded once asked for
+    bool braces_ready = false;
     const Route *route = nullptr;
     AnswerSink *sink = nullptr;  // null: the answer is written when the entry returns
 
@@ -63,6 +64,7 @@ struct Request {
     void Detach();
     void HeadsBuild();
     void QueryBuild();
+    void BracesDecode();
 };
 
 // Maps a parsed method to the engine's method code.

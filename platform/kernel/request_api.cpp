@@ -83,8 +83,13 @@ PLAT_API const char *REST_RequestQueryValueGet(REST_REQ req, const char *pcName)
 
 PLAT_API const char *REST_RequestBraceVarGet(REST_REQ req, const char *pcName) {
     if (req == nullptr || pcName == nullptr) return nullptr;
-    const Request *request = AsRequest(req);
+    Request *request = AsRequest(req);
     if (request->route == nullptr) return nullptr;
+    try {
+        if (!request->braces_ready) request->BracesDecode();
+    } catch (...) {
+        return nullptr;
+    }
     for (const auto &[index, name] : request->route->braces) {
         if (name == pcName && index < request->segments.size()) return request->segments[index].c_str();
     }

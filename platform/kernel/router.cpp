@@ -32,19 +32,32 @@ void ForEachSegment(std::string_view path, Visit visit) {
 
 }  // namespace
 
-bool PathSplit(std::string_view path, std::vector<std::string> &segments) {
+bool PathNormalize(std::string &path, std::vector<std::string> &segments) {
     segments.clear();
-    bool ok = path.find('\0') == std::string_view::npos;
+    bool ok = true;
     ForEachSegment(path, [&](std::string_view raw) {
         if (!ok) return;
         std::string &segment = segments.emplace_back();
-        PercentDecode(raw, false, segment);
-        if (segment == "." || segment == ".." || segment.find('/') != std::string::npos ||
-            segment.find('\0') != std::string::npos) {
-            ok = false;
+        ok = SegmentNormalize(raw, segment);
+        if (segment == ".") {
+            segments.pop_back();
+        } else if (segment == "..") {
+            segments.pop_back();
+            if (segments.empty())
+                ok = false;  // above the root
+            else
+                segments.pop_back();
         }
     });
-    return ok;
+    if (!ok) return false;
+    bool rooted = path.empty() || path.front() == '/';
+    path.clear();
+    for (const std::string &segment : segments) {
+        if (rooted || !path.empty()) path.push_back('/');
+        path += segment;
+    }
+    if (path.empty() && rooted) path.push_back('/');
+    return true;
 }
 
 Router::Router() : root_(std::make_unique<Node>()) {}
@@ -57,13 +70,14 @@ bool Router::Add(std::string_view pattern, const Route &route) {
     size_t index = 0;
     bool ok = true;
     ForEachSegment(pattern, [&](std::string_view segment) {
-        if (segment == "." || segment == "..") ok = false;
         if (IsBrace(segment)) {
             if (!node->brace) node->brace = std::make_unique<Node>();
             stored.braces.emplace_back(index, std::string(segment.substr(1, segment.size() - 2)));
             node = node->brace.get();
         } else {
-            auto &child = node->literals[std::string(segment)];
+            std::string literal;
+            if (!SegmentNormalize(segment, literal) || literal == "." || literal == "..") ok = false;
+            auto &child = node->literals[literal];
             if (!child) child = std::make_unique<Node>();
             node = child.get();
         }

@@ -19,16 +19,21 @@ struct Route {
     std::vector<std::pair<size_t, std::string>> braces;  // segment index, variable name
 };
 
-// Splits a request path into decoded segments, skipping empty ones. False
-// for "." or ".." segments, an encoded "/" or a NUL byte: such a path could
-// be routed and authorised differently, so it is refused.
-bool PathSplit(std::string_view path, std::vector<std::string> &segments);
+// Brings a request path to its one normal form in place and splits it into
+// the segments routing compares: every segment normalised (SegmentNormalize),
+// empty ones dropped, "." and ".." resolved, joined again by single "/" with
+// no trailing one ("/" alone for the root). A path that began without "/"
+// stays so. Routing and the auth filter then see one path: every variant that
+// reaches a route gives the same text. False, for a 400, when a segment is
+// refused or a ".." would climb above the root.
+bool PathNormalize(std::string &path, std::vector<std::string> &segments);
 
 class Router {
 public:
     Router();
     ~Router();
-    // False for a pattern that cannot match a request path.
+    // False for a pattern that cannot match a request path. Literal segments
+    // are normalised as request paths are.
     bool Add(std::string_view pattern, const Route &route);
     void SetCatchAll(const Route &route) { catch_all_ = route; }
     // The route for these segments, else the catch-all, else null.
