@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "auth_readiness.h"
 #include "host_instances.h"
 #include "host_options.h"
 #include "listen_config.h"
@@ -57,6 +58,7 @@ int Serve(const host::HostOptions &options, host::SignalWatch &signals) {
     }
     RESTSERVER_ProblemSinkSet(host::HostProblemPrint, nullptr);
     host::SecretsPermissionsCheck();
+    host::AuthReadinessReport();
     if (options.trace > 0) TraceEnable(options.trace);
     std::vector<host::HostInstance> instances = host::HostInstancesStart(options.instances);
     host::HostInstancesAwait(instances, kStartLimit);
