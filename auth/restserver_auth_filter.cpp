@@ -1,19 +1,98 @@
 // The auth filter in front of every handler, and the refusal it leads to.
-// Token verification is not built in, so every request passes, as it does
-// when the platform has authentication switched off.
+// With the platform's authentication switch on, a request passes only with a
+// token in "x-access-token" that verifies against the certificates, has not
+// expired, and that the URL rules grant for this method and path.
+#include <stdlib.h>
+
+#include "auth/restserver_auth_cert.h"
 #include "auth/restserver_auth_filter.h"
+#include "auth/restserver_auth_rules.h"
+#include "auth/restserver_auth_token.h"
 #include "core/restserver_log.h"
+#include "plat_config.h"
 #include "plat_text.h"
 
 #define RS_AUTH_REFUSAL_SIZE 128u
+#define RS_AUTH_METHOD_SIZE 10u
 #define RS_HTTP_FORBIDDEN 403u
+
+namespace {
+
+constexpr u32 kFailed = 0xFFFFFFFFu;
+constexpr const char *kMethodNames[] = {"GET", "POST", "PUT", "DELETE", "PATCH"};
+constexpr u32 kMethodCount = sizeof(kMethodNames) / sizeof(kMethodNames[0]);
+
+// The rules' key: the method name, then the URI without its leading "/" (a
+// URI without one is appended whole). Null when out of memory.
+char *RsAuthKeyMake(const char *pcMethod, const char *pcUri) {
+    size_t ulSize = strlen(pcUri) + strlen(pcMethod) + 1;
+    auto *pcKey = static_cast<char *>(malloc(ulSize));
+    if (pcKey == nullptr) return nullptr;
+    (void)strcpy_s(pcKey, ulSize, pcMethod);
+    (void)strcat_s(pcKey, ulSize, pcUri[0] == '/' ? pcUri + 1 : pcUri);
+    return pcKey;
+}
+
+// Expiry, then access: an expired token is refused whatever the rules say.
+u32 RsAuthTokenJudge(const RsTokenItem *pstItem, const char *pcKey) {
+    if (RsAuthTokenCheck(pstItem) != 0) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter token check failed.");
+        return 1;
+    }
+    if (RsAuthAccessCheck(pcKey, pstItem) != 0) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter access check failed.");
+        return 2;
+    }
+    return 0;
+}
+
+}  // namespace
 
 extern "C" RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse, u32 uiMethod) {
     (void)pstResponse;
-    (void)uiMethod;
     RS_LOG(RS_LOG_FINE, "Req(%s) VOG Auth start.", RESTSERVER_HttpUriGet(pstRequest));
-    RS_LOG(RS_LOG_FINE, "Req(%s) no need VOG Auth.", RESTSERVER_HttpUriGet(pstRequest));
-    return 0;
+    // Read on every request, so a switch changed at run time applies at once.
+    if (__atomic_load_n(&g_stSspBaseAppConfig.uiAuthEnable, __ATOMIC_RELAXED) == 0) {
+        RS_LOG(RS_LOG_FINE, "Req(%s) no need VOG Auth.", RESTSERVER_HttpUriGet(pstRequest));
+        return 0;
+    }
+    if (uiMethod >= kMethodCount) return kFailed;
+    char acMethod[RS_AUTH_METHOD_SIZE] = {0};
+    (void)strcpy_s(acMethod, sizeof(acMethod), kMethodNames[uiMethod]);
+    // Before the token is read: a request without one still brings missing certificates.
+    u32 uiRet = RsAuthCertLoad(0);
+    if (uiRet != 0) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter load cert failed:0x%x.", uiRet);
+        return 3;
+    }
+    const char *pcToken = RESTSERVER_HttpReqHeadValGet(pstRequest, "x-access-token");
+    if (pcToken == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter get token failed.");
+        return kFailed;
+    }
+    // The record stays valid for this thread until RsTokenItemRelease, even if evicted meanwhile.
+    const RsTokenItem *pstItem = RsLoadDecryptedToken(pcToken);
+    if (pstItem == nullptr) {
+        RS_LOG(RS_LOG_ERROR, "Auth filter load token failed.");
+        return kFailed;
+    }
+    const char *pcUri = RESTSERVER_HttpUriGet(pstRequest);
+    if (pcUri == nullptr) {
+        RsTokenItemRelease();
+        RS_LOG(RS_LOG_ERROR, "Auth filter get url failed.");
+        return kFailed;
+    }
+    char *pcKey = RsAuthKeyMake(acMethod, pcUri);
+    if (pcKey == nullptr) {
+        RsTokenItemRelease();
+        RS_LOG(RS_LOG_ERROR, "Search url alloc failed.");
+        return kFailed;
+    }
+    uiRet = RsAuthTokenJudge(pstItem, pcKey);
+    RsTokenItemRelease();
+    free(pcKey);
+    if (uiRet == 0) RS_LOG(RS_LOG_INFO, "Req(%s) VOG Auth end.", pcUri);
+    return uiRet;
 }
 
 extern "C" RS_API void RsSetAuthResponseCode(RS_RESPONSE *pstResponse) {

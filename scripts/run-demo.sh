@@ -19,15 +19,28 @@ bash scripts/scaffold-demo.sh "$build" "$demo"
 port=$(sed -n 's/.*"port": *\([0-9][0-9]*\).*/\1/p' "$demo/conf/platform.json" | head -n 1)
 url=https://127.0.0.1:$port
 cert=$demo/conf/server.pem
+tokens=$demo/conf/demo-tokens
 cat <<TRY
 
-Try it from another terminal:
+Authentication is on: every request needs a token in the x-access-token
+header. The scaffold made two, valid for a year ($tokens):
+an operator (role:demo_operator) and an admin (role:demo_admin). Try from
+another terminal:
 
+  # 200: the admin route, with the admin token
+  curl --cacert $cert -H "x-access-token: \$(cat $tokens/admin.token)" $url/admin
+  # 403: the operator is not an admin
+  curl --cacert $cert -H "x-access-token: \$(cat $tokens/operator.token)" $url/admin
+  # 403: no token
   curl --cacert $cert $url/hello
-  curl --cacert $cert -X PUT --data 'a red chair' $url/items/chair
-  curl --cacert $cert -H 'X-Demo: hi' --data 'some body' '$url/echo/world?q=42'
+  # 200: every authenticated caller may read
+  curl --cacert $cert -H "x-access-token: \$(cat $tokens/operator.token)" $url/hello
+  curl --cacert $cert -H "x-access-token: \$(cat $tokens/admin.token)" -X PUT --data 'a red chair' $url/items/chair
+  curl --cacert $cert -H "x-access-token: \$(cat $tokens/operator.token)" '$url/echo/world?q=42'
 
-The log is $demo/var/log/restserver.log. Ctrl-C stops the server.
+The rules are in $demo/conf/vog_auth/; scripts/make-token.sh makes tokens
+for other roles. The log is $demo/var/log/restserver.log. Ctrl-C stops the
+server.
 
 TRY
 exec "$demo/bin/restserver-host" --root "$demo"

@@ -3,11 +3,13 @@
 #   scaffold-demo.sh BUILD_DIR DEST
 # DEST gets bin/ (the host), lib/ (the libraries, the demo module and the
 # handler configuration files), conf/ (platform.json, the access rules and
-# service settings in vog_auth/, TLS key and certificate), data/ and var/log/.
-# The vog_auth/ files must exist even with authentication off: the server
-# reads them when an instance is made. Safe to run again: files from the
-# build and the template are refreshed, an existing key and certificate are
-# kept.
+# service settings in vog_auth/, TLS key and certificate, the demo PKI in
+# demo-pki/ and two tokens in demo-tokens/), data/ (the token certificates in
+# vog_cert/) and var/log/. The vog_auth/ files must exist even with
+# authentication off: the server reads them when an instance is made. Safe to
+# run again: files from the build and the template are refreshed; an existing
+# TLS key and certificate, PKI and tokens are kept (tokens are remade when
+# the PKI is new or they are 300 days old).
 set -euo pipefail
 
 if [ "$#" -ne 2 ]; then
@@ -24,7 +26,7 @@ for built in "$build/bin/restserver-host" "$build/lib/libdemo_handler.so"; do
 done
 
 # var/log/slot-<slot>/ takes the request trace (--trace); the demo runs in slot 1.
-mkdir -p "$dest"/{bin,lib,conf/vog_auth,data,var/log/slot-1}
+mkdir -p "$dest"/{bin,lib,conf/vog_auth,conf/demo-tokens,data/vog_cert,var/log/slot-1}
 cp "$build/bin/restserver-host" "$dest/bin/"
 cp -P "$build"/lib/librestserver.so* "$build"/lib/librsplatform.so* "$dest/lib/"
 cp "$build/lib/libdemo_handler.so" "$dest/lib/"
@@ -41,3 +43,31 @@ if [ ! -s "$key" ] || [ ! -s "$cert" ]; then
     -addext "subjectAltName=DNS:localhost,IP:127.0.0.1" -keyout "$key" -out "$cert" 2>/dev/null)
   echo "scaffold: made a self-signed certificate $cert"
 fi
+
+# The token PKI: a CA and a signing certificate it issued, made once. Tokens
+# are CMS messages signed with the signing key; the server verifies them
+# against both certificates in data/vog_cert/, which the scaffold places there
+# so that no security service is needed to start.
+pki=$dest/conf/demo-pki
+tokens=$dest/conf/demo-tokens
+if [ ! -s "$pki/ca.pem" ] || [ ! -s "$pki/sign.pem" ] || [ ! -s "$pki/sign.key" ]; then
+  mkdir -p "$pki"
+  req=(openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 3650)
+  (umask 077 && cd "$pki" &&
+    "${req[@]}" -subj "/CN=restserver demo token CA" -keyout ca.key -out ca.pem 2>/dev/null &&
+    "${req[@]}" -subj "/CN=restserver demo token signer" -addext basicConstraints=CA:FALSE \
+      -CA ca.pem -CAkey ca.key -keyout sign.key -out sign.pem 2>/dev/null && chmod 644 ca.pem sign.pem)
+  rm -f "$tokens"/*.token
+  echo "scaffold: made a demo token PKI in $pki"
+fi
+cp "$pki/ca.pem" "$dest/data/vog_cert/caCert.pem"
+cp "$pki/sign.pem" "$dest/data/vog_cert/signCert.pem"
+
+# Two demo tokens valid for a year: an operator and an administrator.
+find "$tokens" -name '*.token' -mtime +300 -delete
+for who in operator admin; do
+  if [ ! -s "$tokens/$who.token" ]; then
+    (umask 077 && bash "$repo/scripts/make-token.sh" "demo_$who" demo "+1 year" "$dest" >"$tokens/$who.token")
+    echo "scaffold: made the demo token $tokens/$who.token"
+  fi
+done

@@ -17,6 +17,7 @@ DEMO_EXPORT uint32_t DemoHello(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse)
 DEMO_EXPORT uint32_t DemoEcho(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
 DEMO_EXPORT uint32_t DemoItems(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
 DEMO_EXPORT uint32_t DemoStream(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
+DEMO_EXPORT uint32_t DemoAdmin(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
 DEMO_EXPORT uint32_t DemoNotFound(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse);
 
 #endif
