@@ -9,6 +9,11 @@
 # The rendezvous round: the rendezvous example's route answered by its worker
 # thread (wait and wake, two thread switches each) against the same answer
 # written directly by the handler, both over TLS on the same host.
+# The auth round: the same requests (a token of 3,000 characters in the
+# header) on the same route (rest/{svc}/v1/{res}/{id}/detail, answered by the
+# hello handler), to the host with authentication off, then on with 1,000
+# rules (100 services of 10 resources, as in auth_access_bench) and the token
+# cached.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
@@ -38,10 +43,49 @@ build() {
     cmake --build "$BUILD_DIR" -j2 --target engine_hello_server restserver-host demo_handler rendezvous_handler >/dev/null
 }
 
-# The demo deployment with its port moved and logging above the per-request level.
-make_host_deployment() {  # port
-    bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$WORK/demo" >/dev/null
-    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' "$WORK/demo/conf/platform.json"
+# The demo deployment with its port moved, logging above the per-request
+# level, the auth round's route, and authentication off (on: 1,000 rules and
+# a 3,000-character token).
+make_host_deployment() {  # port [auth-on]
+    local root=$WORK/demo${2:+-auth} auth=false
+    bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$root" >/dev/null
+    echo "url rest/{svc}/v1/{res}/{id}/detail DemoHello" >>"$root/lib/resthandler.cfg"
+    if [ -n "${2:-}" ]; then
+        auth=true
+        make_bench_rules "$root"
+        make_bench_token "$root"
+    fi
+    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' \
+        -e "s/\"auth\": *[a-z]*/\"auth\": $auth/" "$root/conf/platform.json"
+}
+
+# The demo's 9 rules and 991 of 100 services with 10 resources each (the
+# last service has one), the one the round asks for in the middle.
+make_bench_rules() {  # deployment
+    local right=$1/conf/vog_auth/right.json
+    {
+        sed '$d' "$right"
+        for i in $(seq 0 990); do
+            echo "  ,{\"method\": \"GET\", \"uri-pattern\": \"rest/svc$((i / 10))/v1/res$((i % 10))/{id}/detail\", \"action\": \"demo-any\"}"
+        done
+        echo "]"
+    } >"$right.new"
+    mv "$right.new" "$right"
+    [ "$(grep -c '"method"' "$right")" -eq 1000 ] || { echo "expected 1000 rules in $right" >&2; exit 1; }
+}
+
+# An operator token of 3,000 characters (its content padded), in $1/bench.token.
+make_bench_token() {  # deployment
+    local pki=$1/conf/demo-pki pad=1500 token
+    for _ in 1 2 3; do
+        token=$(printf '{"token": {"expires_at": "%s", "user": {"name": "bench"}, "pad": "%s"}, "roles": ["role:demo_operator"]}' \
+            "$(date -u -d '+1 day' +%Y-%m-%dT%H:%M:%S.000000Z)" "$(head -c "$pad" /dev/zero | tr '\0' x)" |
+            openssl cms -sign -nodetach -outform PEM -signer "$pki/sign.pem" -inkey "$pki/sign.key" |
+            grep -v -- ----- | tr -d '\n' | tr / -)
+        pad=$((pad + (3000 - ${#token}) * 3 / 4))
+    done
+    echo "$token" >"$1/bench.token"
+    echo "auth round: token of ${#token} characters, $(grep -c '"method"' "$1/conf/vog_auth/right.json") rules"
 }
 
 # The demo deployment serving the rendezvous example as its business module.
@@ -107,10 +151,10 @@ to_ms() {  # wrk latency text (e.g. 512.00us, 1.20ms, 2.00s) to milliseconds
     awk -v v="$1" 'BEGIN { n = v + 0; if (v ~ /us$/) n /= 1000; else if (v ~ /ms$/) n = n; else if (v ~ /s$/) n *= 1000; printf "%.3f", n }'
 }
 
-# run NAME URL PID: one wrk run, appends "name rps p50 p99 rss" to the results.
+# run NAME URL PID [wrk options]: one wrk run, appends "name rps p50 p99 rss" to the results.
 run() {
     local out rps p50 p99
-    out=$(taskset -c 1 wrk -t1 -c64 -d"$DURATION" --latency "$2")
+    out=$(taskset -c 1 wrk -t1 -c64 -d"$DURATION" --latency "${@:4}" "$2")
     rps=$(awk '/^Requests\/sec/ {print $2}' <<<"$out")
     p50=$(to_ms "$(awk '$1 == "50%" {print $2}' <<<"$out")")
     p99=$(to_ms "$(awk '$1 == "99%" {print $2}' <<<"$out")")
@@ -171,8 +215,11 @@ ENGINE_TLS_PORT=$(free_port)
 NGINX_PORT=$(free_port)
 NGINX_TLS_PORT=$(free_port)
 HOST_PORT=$(free_port)
+AUTH_PORT=$(free_port)
+AUTH_ROUTE=/rest/svc47/v1/res3/123/detail
 RV_PORT=$(free_port)
 make_host_deployment "$HOST_PORT"
+make_host_deployment "$AUTH_PORT" on
 make_rv_deployment "$RV_PORT"
 
 start_nginx
@@ -189,6 +236,12 @@ for round in $(seq 1 "$ROUNDS"); do
     run nginx-tls "https://127.0.0.1:$NGINX_TLS_PORT/" "$NGINX_PID"
     start_host "$HOST_PORT"
     run host-tls "https://127.0.0.1:$HOST_PORT/hello" "$HOST_PID"
+    run host-auth-off "https://127.0.0.1:$HOST_PORT$AUTH_ROUTE" "$HOST_PID" -H "x-access-token: $(cat "$WORK/demo-auth/bench.token")"
+    kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
+    start_host "$AUTH_PORT" "$WORK/demo-auth"
+    curl -sf -o /dev/null --cacert "$WORK/demo-auth/conf/server.pem" -H "x-access-token: $(cat "$WORK/demo-auth/bench.token")" \
+        "https://127.0.0.1:$AUTH_PORT$AUTH_ROUTE" || { echo "the bench token is refused" >&2; exit 1; }
+    run host-auth-on "https://127.0.0.1:$AUTH_PORT$AUTH_ROUTE" "$HOST_PID" -H "x-access-token: $(cat "$WORK/demo-auth/bench.token")"
     kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
     start_host "$RV_PORT" "$WORK/rv"
     run rv-worker "https://127.0.0.1:$RV_PORT/rv/bench" "$HOST_PID"
@@ -200,6 +253,7 @@ ratios engine-tls nginx-tls
 ratios host-tls nginx-tls
 ratios host-tls engine-tls
 ratios rv-worker rv-direct
+ratios host-auth-on host-auth-off
 
 start_engine "$ENGINE_PORT"
 idle_connections "$ENGINE_PORT" "$ENGINE_PID"
