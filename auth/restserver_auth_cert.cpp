@@ -6,6 +6,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "auth/restserver_auth_cert.h"
 #include "auth/restserver_auth_lock.h"
 #include "core/restserver_end_point.h"
@@ -51,6 +53,28 @@ void LoadTimeSet(const VOS_CPU_TICK_S &stTick) {
 }
 
 // True while the last fetch lies less than five minutes back.
+// Every authenticated request asks whether both certificates are there. Once
+// both were found readable, the answer is trusted for a second: two access
+// calls per request are a quarter of what authentication costs a cached
+// token, and a file removed meanwhile is noticed a second later at most.
+constexpr u64 kCertsTrustNs = 1000000000ull;
+std::atomic<u64> g_ulCertsSeenNs{0};
+
+u64 TickNsNow() {
+    VOS_CPU_TICK_S stNow = {0, 0};
+    (void)VOS_GetCpuTick(&stNow.uiLow, &stNow.uiHigh);
+    return (static_cast<u64>(stNow.uiHigh) << 32) | stNow.uiLow;
+}
+
+bool CertsPresent() {
+    u64 ulNow = TickNsNow();
+    u64 ulSeen = g_ulCertsSeenNs.load(std::memory_order_relaxed);
+    if (ulSeen != 0 && ulNow - ulSeen < kCertsTrustNs) return true;
+    if (access(kCaCertFile, R_OK) != 0 || access(kSignCertFile, R_OK) != 0) return false;
+    g_ulCertsSeenNs.store(ulNow, std::memory_order_relaxed);
+    return true;
+}
+
 bool FetchedRecently(const VOS_CPU_TICK_S &stNow) {
     VOS_CPU_TICK_S stLast = LoadTimeGet();
     if (stLast.uiLow == 0 && stLast.uiHigh == 0) return false;
@@ -118,7 +142,7 @@ u32 CertFetch(char *pcPath) {
 // Every attempt that reaches the service starts a new five-minute period,
 // answered or not; only an unusable 200 answer fails the load.
 extern "C" RS_API u32 RsAuthCertLoad(u32 uiForce) {
-    if (uiForce == 0 && access(kCaCertFile, R_OK) == 0 && access(kSignCertFile, R_OK) == 0) {
+    if (uiForce == 0 && CertsPresent()) {
         RS_LOG(RS_LOG_INFO, "cert already exist!\n");
         return 0;
     }

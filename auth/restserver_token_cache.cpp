@@ -49,11 +49,23 @@ struct Holders {
     std::vector<HoldSlot *> slots;
 };
 
+// A signed token ends with its signature, which differs from token to token:
+// hashing the length and the last 256 characters finds a token of thousands
+// of characters at a fraction of the cost of hashing it whole. Only verified
+// tokens are indexed, so no caller can fill a bucket with look-alikes.
+struct TokenTailHash {
+    size_t operator()(std::string_view token) const {
+        constexpr size_t kTail = 256;
+        std::string_view tail = token.size() > kTail ? token.substr(token.size() - kTail) : token;
+        return std::hash<std::string_view>{}(tail) ^ (token.size() * 0x9E3779B97F4A7C15ull);
+    }
+};
+
 struct Cache {
     pthread_rwlock_t stLock;
-    std::unordered_map<std::string_view, RsTokenCacheNode *> index;  // views of each node's token
-    RsTokenCacheNode *pstTail = nullptr;                             // newest entry; the head when empty
-    RsTokenCacheNode *pstRetired = nullptr;                          // evicted, still held, chained by next
+    std::unordered_map<std::string_view, RsTokenCacheNode *, TokenTailHash> index;  // views of each node's token
+    RsTokenCacheNode *pstTail = nullptr;                                            // newest entry; the head when empty
+    RsTokenCacheNode *pstRetired = nullptr;  // evicted, still held, chained by next
     u32 uiCount = 0;
 
     Cache() {
