@@ -22,9 +22,11 @@ constexpr u32 kFailed = 0xFFFFFFFFu;
 constexpr const char *kMethodNames[] = {"GET", "POST", "PUT", "DELETE", "PATCH"};
 constexpr u32 kMethodCount = sizeof(kMethodNames) / sizeof(kMethodNames[0]);
 
+}  // namespace
+
 // The rules' key: the method name, then the URI without its leading "/" (a
 // URI without one is appended whole). Null when out of memory.
-char *RsAuthKeyMake(const char *pcMethod, const char *pcUri) {
+extern "C" RS_API char *RsAuthKeyMake(const char *pcMethod, const char *pcUri) {
     size_t ulSize = strlen(pcUri) + strlen(pcMethod) + 1;
     auto *pcKey = static_cast<char *>(malloc(ulSize));
     if (pcKey == nullptr) return nullptr;
@@ -32,6 +34,8 @@ char *RsAuthKeyMake(const char *pcMethod, const char *pcUri) {
     (void)strcat_s(pcKey, ulSize, pcUri[0] == '/' ? pcUri + 1 : pcUri);
     return pcKey;
 }
+
+namespace {
 
 // Expiry, then access: an expired token is refused whatever the rules say.
 u32 RsAuthTokenJudge(const RsTokenItem *pstItem, const char *pcKey) {

@@ -13,6 +13,9 @@ RS_BEGIN_DECLS
 
 /* The filter every request passes before its handler: 0 lets it through. */
 RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstResponse, u32 uiMethod);
+/* The access rules' key of a request: the method name, then the URI without
+ * its leading "/" (one without is appended whole); heap text, null when out of memory. */
+RS_API char *RsAuthKeyMake(const char *pcMethod, const char *pcUri);
 /* Answers 403 "The request is Forbidden.". */
 RS_API void RsSetAuthResponseCode(RS_RESPONSE *pstResponse);
 

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <thread>
 
+#include "auth/restserver_auth_filter.h"
 #include "auth/restserver_auth_rules.h"
 #include "core/restserver_core.h"
 #include "core/restserver_log.h"
@@ -190,6 +191,14 @@ TEST_F(Auth, KeysFindTheirRule) {
                                                      {"id", 0},   {"{a.b}", 0},          {"{{a}}", 0}, {"*", 0}};
     for (const auto &[segment, placeholder] : segments)
         EXPECT_EQ(UrlParamHolderCheck(segment), placeholder) << segment;
+    // A request's key: its method name, then its URI less one leading "/" (a URI without one whole).
+    const std::pair<const char *, const char *> uris[] = {
+        {"/rest/a/b", "DELETErest/a/b"}, {"rest/x", "DELETErest/x"}, {"//x", "DELETE/x"}};
+    for (const auto &[uri, key] : uris) {
+        char *made = RsAuthKeyMake("DELETE", uri);
+        EXPECT_STREQ(made, key);
+        free(made);
+    }
 }
 
 const char *const kRight = R"([{"method":"GET","uri-pattern":"rest/servicemanager/v1/services/{serviceId}",
