@@ -143,6 +143,7 @@ u32 Send(const Request &request, char **body_out, u32 *len_out, u32 *status_out)
     }
     Result result;
     u32 rc;
+    REST_EntryBlocking();  // a request from an entry waits on the network: its loop gets a spare now
     try {
         rc = Perform(request, result);
     } catch (...) {

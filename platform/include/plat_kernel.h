@@ -109,6 +109,11 @@ PLAT_API const char *REST_RequestQueryValueGet(REST_REQ req, const char *pcName)
 PLAT_API const char *REST_RequestBraceVarGet(REST_REQ req, const char *pcName);
 PLAT_API const char *REST_RequestBodyGet(REST_REQ req, u32 *puiLen);
 
+/* From an entry about to wait for a while (on another thread, a child
+ * process, the network): its event loop gets a spare thread at once rather
+ * than when the engine notices the wait. Does nothing outside an entry. */
+PLAT_API void REST_EntryBlocking(void);
+
 /* Response: one whole answer, or a chunked one (start, chunks, end). */
 PLAT_API u32 REST_ResponseHeadAdd(REST_REQ req, const char *pcName, const char *pcValue);
 PLAT_API u32 REST_ResponseSend(REST_REQ req, u32 uiStatus, const char *pcData, u32 uiLen);

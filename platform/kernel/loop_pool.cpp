@@ -68,11 +68,13 @@ struct LoopPool::Runner {
     std::atomic<Loop *> loop{nullptr};                // the loop it runs; null for an idle spare
     std::atomic<monitor::EntryMark *> mark{nullptr};  // its thread's entry mark
     std::atomic<pid_t> tid{0};
+    std::atomic<bool> blocking{false};  // its entry said it is about to wait
     bool primary = false;
 };
 
 namespace {
 thread_local LoopPool *tl_pool = nullptr;
+thread_local LoopPool::Runner *tl_runner = nullptr;
 thread_local std::atomic<int> *tl_in_entry = nullptr;
 }  // namespace
 
@@ -119,14 +121,26 @@ void LoopPool::EntryBegin() {
 void LoopPool::EntryEnd() {
     monitor::EntryEnd();
     if (tl_pool == nullptr) return;
+    tl_runner->blocking.store(false, std::memory_order_relaxed);
     tl_in_entry->fetch_sub(1, std::memory_order_relaxed);
     tl_pool->entries_.fetch_sub(1, std::memory_order_relaxed);
+}
+
+// The watcher counts a blocking entry as parked at once and lends its loop a
+// spare without waiting for it to look sleepy.
+void LoopPool::EntryBlocking() {
+    LoopPool *pool = tl_pool;
+    if (pool == nullptr || tl_runner->mark.load(std::memory_order_relaxed)->started_ns.load() == 0) return;
+    tl_runner->blocking.store(true, std::memory_order_relaxed);
+    std::lock_guard lock(pool->mutex_);
+    pool->watch_wake_.notify_all();
 }
 
 void LoopPool::ThreadEnter(Runner *runner, Loop *loop) {
     runner->tid = gettid();
     runner->mark = &monitor::ThisThreadMark();
     tl_pool = this;
+    tl_runner = runner;
     tl_in_entry = loop != nullptr ? &loop->in_entry : nullptr;
 }
 
@@ -219,7 +233,12 @@ void LoopPool::Watch() {
             for (auto &runner : runners_) {
                 monitor::EntryMark *mark = runner->mark.load(std::memory_order_acquire);
                 int64_t since = mark != nullptr ? mark->started_ns.load(std::memory_order_relaxed) : 0;
-                if (runner->loop.load() != loop.get() || since == 0 || now - since <= kParkedAfterNs) continue;
+                if (runner->loop.load() != loop.get() || since == 0) continue;
+                if (runner->blocking.load(std::memory_order_relaxed)) {
+                    ++parked;
+                    continue;
+                }
+                if (now - since <= kParkedAfterNs) continue;
                 if (now - since > kBusyParkedAfterNs || ThreadSleeping(runner->tid.load())) ++parked;
             }
             if (loop->threads.load(std::memory_order_acquire) - parked < 1) Lend(*loop);

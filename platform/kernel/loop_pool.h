@@ -33,11 +33,14 @@ public:
     // Around every entry call on a loop thread; they also mark the entry for
     // the dead-loop monitor.
     static void EntryBegin();
+    // From an entry about to wait for a while: its loop gets a spare now.
+    static void EntryBlocking();
     static void EntryEnd();
+
+    struct Runner;
 
 private:
     struct Loop;
-    struct Runner;
     void ThreadEnter(Runner *runner, Loop *loop);
     void RunPrimary(Runner *runner);
     void RunSpare(Runner *runner);

@@ -167,6 +167,10 @@ PLAT_API u32 REST_ServerDestroy(REST_HANDLE hServer) {
     });
 }
 
+PLAT_API void REST_EntryBlocking(void) {
+    kernel::LoopPool::EntryBlocking();
+}
+
 PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {
     Server *server = AsServer(hServer);
     if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
