@@ -33,6 +33,7 @@ need_tools() {
     local missing=()
     command -v wrk >/dev/null || missing+=(wrk)
     command -v nginx >/dev/null || [ -x /usr/sbin/nginx ] || missing+=(nginx-light)
+    [ "${CALLGRIND:-1}" = 0 ] || command -v valgrind >/dev/null || missing+=(valgrind)
     [ ${#missing[@]} -eq 0 ] && return
     echo "installing ${missing[*]}"
     apt-get install -y "${missing[@]}" >/dev/null 2>&1 || { apt-get update >/dev/null && apt-get install -y "${missing[@]}" >/dev/null; }
@@ -248,14 +249,22 @@ for round in $(seq 1 "$ROUNDS"); do
     run rv-direct "https://127.0.0.1:$RV_PORT/rv-direct/bench" "$HOST_PID"
     kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
 done
-ratios engine-plain nginx-plain
-ratios engine-tls nginx-tls
-ratios host-tls nginx-tls
-ratios host-tls engine-tls
-ratios rv-worker rv-direct
-ratios host-auth-on host-auth-off
+# ROUNDS=0 leaves only the instruction counts below.
+if [ "$ROUNDS" -gt 0 ]; then
+    ratios engine-plain nginx-plain
+    ratios engine-tls nginx-tls
+    ratios host-tls nginx-tls
+    ratios host-tls engine-tls
+    ratios rv-worker rv-direct
+    ratios host-auth-on host-auth-off
 
-start_engine "$ENGINE_PORT"
-idle_connections "$ENGINE_PORT" "$ENGINE_PID"
-blocked_latency "$ENGINE_PORT"
-kill "$ENGINE_PID"; wait "$ENGINE_PID" 2>/dev/null || true
+    start_engine "$ENGINE_PORT"
+    idle_connections "$ENGINE_PORT" "$ENGINE_PID"
+    blocked_latency "$ENGINE_PORT"
+    kill "$ENGINE_PID"; wait "$ENGINE_PID" 2>/dev/null || true
+fi
+
+# Instructions per request under callgrind (a few minutes; CALLGRIND=0 skips it).
+if [ "${CALLGRIND:-1}" != 0 ]; then
+    AUTH_ROUTE=$AUTH_ROUTE bash "$ROOT/bench/callgrind.sh" "$BUILD_DIR" "$WORK" "$WORK/demo" "$WORK/demo-auth"
+fi
