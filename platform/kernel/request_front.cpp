@@ -2,6 +2,7 @@
 #include "kernel/request_front.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstring>
 
@@ -17,9 +18,23 @@ bool IsHex(char c) {
     return std::isxdigit(static_cast<unsigned char>(c)) != 0;
 }
 
-// RFC 3986 unreserved and sub-delims, and '%' of a pct-encoding: the bytes of a reg-name.
+// RFC 3986 unreserved and sub-delims, and '%' of a pct-encoding: the bytes
+// of a reg-name, in a table since every request's Host is checked.
+constexpr std::array<bool, 256> kNameBytes = [] {
+    std::array<bool, 256> table{};
+    for (int c = 'a'; c <= 'z'; ++c)
+        table[c] = true;
+    for (int c = 'A'; c <= 'Z'; ++c)
+        table[c] = true;
+    for (int c = '0'; c <= '9'; ++c)
+        table[c] = true;
+    for (char c : std::string_view("-._~!$&'()*+,;=%"))
+        table[static_cast<unsigned char>(c)] = true;
+    return table;
+}();
+
 bool IsNameByte(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || std::strchr("-._~!$&'()*+,;=%", c) != nullptr;
+    return kNameBytes[static_cast<unsigned char>(c)];
 }
 
 bool PortValid(std::string_view port) {
@@ -40,20 +55,26 @@ unsigned VersionScan(char *line, size_t size) {
 
 }  // namespace
 
+// One pass from line end to line end (memchr), up to the empty line that
+// ends the head or the end of the bytes.
 unsigned HeadScan(char *data, size_t size, size_t &skip) {
     skip = 0;
     while (skip < size && (data[skip] == '\n' || (data[skip] == '\r' && skip + 1 < size && data[skip + 1] == '\n')))
         skip += data[skip] == '\r' ? 2 : 1;
     char *head = data + skip;
-    size_t length = size - skip;
-    const char *end = static_cast<const char *>(memmem(head, length, "\r\n\r\n", 4));
-    size_t scanned = end != nullptr ? static_cast<size_t>(end - head) + 2 : length;
-    for (size_t i = 0; i < scanned; ++i) {
-        if (head[i] == '\n' && (i == 0 || head[i - 1] != '\r')) return 400;
-        if (head[i] == '\n' && i + 1 < scanned && (head[i + 1] == ' ' || head[i + 1] == '\t')) return 400;
+    const char *end = data + size;
+    const char *line = head;
+    const char *request_line_end = nullptr;
+    while (line < end) {
+        const char *lf = static_cast<const char *>(std::memchr(line, '\n', static_cast<size_t>(end - line)));
+        if (lf == nullptr) break;
+        if (lf == head || lf[-1] != '\r') return 400;
+        if (request_line_end == nullptr) request_line_end = lf - 1;
+        if (lf - 1 == line) break;  // the empty line: the head is whole
+        if (lf + 1 < end && (lf[1] == ' ' || lf[1] == '\t')) return 400;
+        line = lf + 1;
     }
-    const char *line_end = static_cast<const char *>(memmem(head, length, "\r\n", 2));
-    return line_end != nullptr ? VersionScan(head, static_cast<size_t>(line_end - head)) : 0;
+    return request_line_end != nullptr ? VersionScan(head, static_cast<size_t>(request_line_end - head)) : 0;
 }
 
 bool ChunkLinePendingValid(std::string_view pending, size_t extension_limit, size_t digits_max) {
