@@ -3,9 +3,9 @@
 #include "kernel/connection.h"
 
 #include <algorithm>
+#include <boost/asio/bind_allocator.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/stream.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <chrono>
@@ -14,7 +14,9 @@
 #include <string>
 
 #include "kernel/bounded_socket.h"
+#include "kernel/deadline.h"
 #include "kernel/loop_pool.h"
+#include "kernel/op_memory.h"
 #include "kernel/request.h"
 #include "kernel/request_front.h"
 #include "kernel/request_parser.h"
@@ -34,6 +36,12 @@ namespace {
 
 constexpr size_t kReadChunk = 4096;
 constexpr uint32_t kLingerMs = 2000;
+// Answers up to this size are written at once from the loop thread; larger
+// ones go out asynchronously rather than wait in a backlog copy.
+constexpr size_t kAtOnceLimit = 64 * 1024;
+// Pipelined requests answered at once, one inside the other, before the
+// next goes through the loop: bounds the stack.
+constexpr int kAnswersInline = 8;
 const char kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 bool ExpectsContinue(const HttpRequest &message) {
@@ -90,6 +98,7 @@ public:
         : server_(server),
           limits_(server.limits()),
           stream_(std::forward<StreamArgs>(args)...),
+          deadline_(Raw().get_executor(), Raw().native_handle()),
           buffer_(limits_.header_limit + 2 * kReadChunk) {
         Socket().stall_limit(std::chrono::milliseconds(limits_.write_timeout_ms));
         request_.sink = this;
@@ -101,10 +110,11 @@ public:
     }
 
     void Start() {
-        Arm(limits_.header_timeout_ms);  // the handshake and the first request's header
+        deadline_.Set(limits_.header_timeout_ms, SHUT_RD);  // the handshake and the first request's header
         if constexpr (kTls) {
-            stream_.async_handshake(net::ssl::stream_base::server,
-                                    [self = this->shared_from_this()](beast::error_code ec) { self->OnHandshake(ec); });
+            stream_.async_handshake(
+                net::ssl::stream_base::server,
+                Bind([self = this->shared_from_this()](beast::error_code ec) { self->OnHandshake(ec); }));
         } else {
             WaitRequest();
         }
@@ -135,8 +145,6 @@ public:
     }
 
 private:
-    using Clock = net::steady_timer::clock_type;
-
     BoundedSocket &Socket() {
         if constexpr (kTls) {
             return stream_.next_layer();
@@ -144,30 +152,23 @@ private:
             return stream_;
         }
     }
-    tcp::socket &Raw() { return Socket().socket(); }
+    TcpSocket &Raw() { return Socket().socket(); }
 
-    // The connection's one deadline: when it passes, the pending operation is
-    // cancelled and its handler finds timed_out_ set.
-    void Arm(uint32_t ms) {
-        timed_out_ = false;
-        timer_.expires_after(std::chrono::milliseconds(ms));
-        timer_.async_wait([weak = this->weak_from_this()](beast::error_code ec) {
-            auto self = weak.lock();
-            if (ec || self == nullptr || self->timer_.expiry() > Clock::now()) return;
-            self->timed_out_ = true;
-            beast::error_code ignored;
-            self->Raw().cancel(ignored);
-        });
+    // Every handler of the connection carries its operation memory.
+    template <class Handler>
+    auto Bind(Handler &&handler) {
+        return net::bind_allocator(OpAllocator<void>(op_memory_), std::forward<Handler>(handler));
     }
 
-    // Ends the connection at once; the last handler's reference frees it.
+    // Ends the connection: no operation follows, so the last handler's
+    // reference frees it, and the socket closes once the timer has let go of it.
     void Abandon() {
-        timer_.cancel();
         beast::error_code ignored;
-        Raw().close(ignored);
+        Raw().shutdown(tcp::socket::shutdown_both, ignored);
     }
 
     void OnHandshake(beast::error_code ec) {
+        answers_inline_ = 0;
         if (!ec) return WaitRequest();
         PLAT_LOG(PLAT_LOG_FINE, "TLS handshake failed: %s", ec.message().c_str());
         Abandon();
@@ -178,24 +179,28 @@ private:
     // limit for their first byte, then get the header limit.
     void WaitRequest() {
         if (buffer_.size() > 0) return BeginRequest();
-        if (!first_request_) Arm(limits_.idle_timeout_ms);
-        stream_.async_read_some(
-            buffer_.prepare(kReadChunk),
-            [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnFirstBytes(ec, bytes); });
+        if (!first_request_) deadline_.Set(limits_.idle_timeout_ms, SHUT_RD);
+        stream_.async_read_some(buffer_.prepare(kReadChunk),
+                                Bind([self = this->shared_from_this()](beast::error_code ec, size_t bytes) {
+                                    self->OnFirstBytes(ec, bytes);
+                                }));
     }
 
     void OnFirstBytes(beast::error_code ec, size_t bytes) {
-        if (ec && timed_out_) return Close();
+        answers_inline_ = 0;
+        if (ec && deadline_.passed()) return Close();
         if (ec) return Abandon();
         buffer_.commit(bytes);
         server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
         BeginRequest();
     }
 
+    // The header limit runs from the first byte, but a request that arrives
+    // whole never needs it: it is set once the request has to wait for more.
     void BeginRequest() {
         parser_.emplace(limits_.header_limit, limits_.body_limit, limits_.max_fields);
         header_checked_ = false;
-        if (!first_request_) Arm(limits_.header_timeout_ms);
+        header_deadline_ = first_request_;  // the first one's runs from the accept
         first_request_ = false;
         Parse();
     }
@@ -237,13 +242,18 @@ private:
                 return Refuse(400, "Bad Request");
         }
         if (buffer_.size() >= buffer_.max_size()) return Fail(http::error::buffer_overflow);
+        if (!header_deadline_) {
+            header_deadline_ = true;
+            deadline_.Set(limits_.header_timeout_ms, SHUT_RD);
+        }
         stream_.async_read_some(
             buffer_.prepare(buffer_.max_size() - buffer_.size()),
-            [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnRead(ec, bytes); });
+            Bind([self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnRead(ec, bytes); }));
     }
 
     void OnRead(beast::error_code ec, size_t bytes) {
-        if (ec && timed_out_) return Refuse(408, "Request Timeout");
+        answers_inline_ = 0;
+        if (ec && deadline_.passed()) return Refuse(408, "Request Timeout");
         if (ec) return Abandon();  // the peer left mid-request: nobody to answer
         buffer_.commit(bytes);
         server_.stats().bytes_in.fetch_add(bytes, std::memory_order_relaxed);
@@ -271,18 +281,22 @@ private:
         // HTTP/1.0 has no chunked framing: a body so framed is read, answered, and the connection ended.
         if (message.version() < 11 && message.count(http::field::transfer_encoding) != 0) force_close_ = true;
         parser_->eager(true);
-        if (!parser_->is_done()) Arm(limits_.idle_timeout_ms);
+        if (!parser_->is_done()) {
+            header_deadline_ = true;
+            deadline_.Set(limits_.idle_timeout_ms, SHUT_RD);
+        }
         return true;
     }
 
     void SendContinue() {
-        Arm(limits_.write_timeout_ms);
+        deadline_.Set(limits_.write_timeout_ms, SHUT_RDWR);
         net::async_write(stream_, net::buffer(kContinue, sizeof(kContinue) - 1),
-                         [self = this->shared_from_this()](beast::error_code ec, size_t) {
+                         Bind([self = this->shared_from_this()](beast::error_code ec, size_t) {
+                             self->answers_inline_ = 0;
                              if (ec) return self->Abandon();
-                             self->Arm(self->limits_.idle_timeout_ms);
+                             self->deadline_.Set(self->limits_.idle_timeout_ms, SHUT_RD);
                              self->Parse();
-                         });
+                         }));
     }
 
     void Fail(beast::error_code ec) {
@@ -301,7 +315,10 @@ private:
         Write();
     }
 
+    // From here until the answer is written no deadline runs: an entry takes
+    // the time it takes, and the write sets its own.
     void Dispatch() {
+        deadline_.Clear();
         request_.Reset(parser_->get());
         keep_alive_ = parser_->get().keep_alive() && !force_close_;
         if (parser_->get().target() == "*") return AnswerOptions();
@@ -312,7 +329,10 @@ private:
         pool_ = server_.gate().PoolOf(request_.route->group);
         if (server_.gate().TryEnter(pool_)) return RunEntry();
         auto resume = [self = this->shared_from_this()] {
-            net::post(self->stream_.get_executor(), [self] { self->RunEntry(); });
+            net::post(self->Raw().get_executor(), [self] {
+                self->answers_inline_ = 0;
+                self->RunEntry();
+            });
         };
         if (server_.gate().Enqueue(pool_, std::move(resume)) == EntryGate::Admission::kFull) {
             PLAT_LOG(PLAT_LOG_WARN, "entry queue full, refused: %s", request_.uri.c_str());
@@ -389,27 +409,70 @@ private:
             ReplyRender(request_, keep_alive_, head_only, out_);
             CountStatus(reply.status);
         }
+        if (out_.size() <= kAtOnceLimit) return WriteAtOnce();
         written_ = 0;
         WriteSome();
     }
 
+    // Most answers leave in this one call; what the kernel does not take
+    // now goes out from the backlog under the write limit.
+    void WriteAtOnce() {
+        beast::error_code ec;
+        Socket().at_once(true);
+        net::write(stream_, net::buffer(out_), ec);
+        Socket().at_once(false);
+        if (ec) return Abandon();
+        server_.stats().bytes_out.fetch_add(out_.size(), std::memory_order_relaxed);
+        if (!Socket().backlog().empty()) return FlushBacklog();
+        Written();
+    }
+
     // The write limit is a stall limit: every write that moves bytes renews it.
+    void FlushBacklog() {
+        deadline_.Set(limits_.write_timeout_ms, SHUT_RDWR);
+        const std::string &backlog = Socket().backlog();
+        Raw().async_write_some(
+            net::buffer(backlog.data() + written_, backlog.size() - written_),
+            Bind([self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnFlush(ec, bytes); }));
+    }
+
+    void OnFlush(beast::error_code ec, size_t bytes) {
+        answers_inline_ = 0;
+        if (ec) return Abandon();
+        written_ += bytes;
+        if (written_ < Socket().backlog().size()) return FlushBacklog();
+        Socket().backlog().clear();
+        written_ = 0;
+        Written();
+    }
+
     void WriteSome() {
-        Arm(limits_.write_timeout_ms);
+        deadline_.Set(limits_.write_timeout_ms, SHUT_RDWR);
         stream_.async_write_some(
             net::buffer(out_.data() + written_, out_.size() - written_),
-            [self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnWrite(ec, bytes); });
+            Bind([self = this->shared_from_this()](beast::error_code ec, size_t bytes) { self->OnWrite(ec, bytes); }));
     }
 
     void OnWrite(beast::error_code ec, size_t bytes) {
+        answers_inline_ = 0;
         written_ += bytes;
         server_.stats().bytes_out.fetch_add(bytes, std::memory_order_relaxed);
         if (ec) return Abandon();
         if (written_ < out_.size()) return WriteSome();
+        written_ = 0;
+        Written();
+    }
+
+    // The answer is on its way: the next request, or the close.
+    void Written() {
         if (answering_) server_.AnswerDone();
         answering_ = false;
         if (!keep_alive_) return Close();
-        WaitRequest();
+        if (buffer_.size() == 0 || ++answers_inline_ < kAnswersInline) return WaitRequest();
+        net::post(Raw().get_executor(), Bind([self = this->shared_from_this()] {
+                      self->answers_inline_ = 0;
+                      self->WaitRequest();
+                  }));
     }
 
     // Over TLS the peer is told first (close_notify). Then FIN, reading until
@@ -417,11 +480,11 @@ private:
     // into a reset that would discard the answer.
     void Close() {
         if constexpr (kTls) {
-            Arm(kLingerMs);
-            stream_.async_shutdown([self = this->shared_from_this()](beast::error_code) {
-                if (self->timed_out_) return self->Abandon();
+            deadline_.Set(kLingerMs, SHUT_RDWR);
+            stream_.async_shutdown(Bind([self = this->shared_from_this()](beast::error_code) {
+                if (self->deadline_.passed()) return self->Abandon();
                 self->TcpClose();
-            });
+            }));
         } else {
             TcpClose();
         }
@@ -430,27 +493,29 @@ private:
     void TcpClose() {
         beast::error_code ignored;
         Raw().shutdown(tcp::socket::shutdown_send, ignored);
-        Arm(kLingerMs);
+        deadline_.Set(kLingerMs, SHUT_RDWR);
         buffer_.clear();
         Drain();
     }
 
     void Drain() {
         Raw().async_read_some(buffer_.prepare(kReadChunk),
-                              [self = this->shared_from_this()](beast::error_code ec, size_t) {
+                              Bind([self = this->shared_from_this()](beast::error_code ec, size_t) {
                                   if (ec) return self->Abandon();
                                   self->Drain();
-                              });
+                              }));
     }
 
     Server &server_;
     const Limits &limits_;
+    OpMemory op_memory_;
     Stream stream_;
-    net::steady_timer timer_{stream_.get_executor()};
-    bool timed_out_ = false;
+    Deadline deadline_;  // after the stream: it lets go of the socket before the socket closes
     bool first_request_ = true;
     bool header_checked_ = false;
-    bool force_close_ = false;  // the request's framing allows no next one
+    bool header_deadline_ = false;  // the request being read has its header limit set
+    bool force_close_ = false;      // the request's framing allows no next one
+    int answers_inline_ = 0;        // pipelined answers written at once since a handler began
     beast::flat_buffer buffer_;
     std::optional<RequestParser> parser_;
     Request request_;
@@ -461,7 +526,7 @@ private:
     uint32_t pool_ = 0;
 };
 
-void ConnectionStart(Server &server, tcp::socket socket, net::ssl::context *tls) {
+void ConnectionStart(Server &server, TcpSocket socket, net::ssl::context *tls) {
     beast::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     if (tls != nullptr) {

@@ -1,8 +1,9 @@
 // Serving one accepted connection.
 #pragma once
 
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
+
+#include "kernel/io_types.h"
 
 namespace kernel {
 
@@ -10,6 +11,6 @@ class Server;
 
 // Serves the socket (over TLS when tls is set) until it closes; the
 // connection keeps itself alive through its pending operations.
-void ConnectionStart(Server &server, boost::asio::ip::tcp::socket socket, boost::asio::ssl::context *tls);
+void ConnectionStart(Server &server, TcpSocket socket, boost::asio::ssl::context *tls);
 
 }  // namespace kernel

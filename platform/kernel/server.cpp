@@ -3,7 +3,6 @@
 
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/strand.hpp>
 #include <chrono>
 #include <thread>
 
@@ -189,7 +188,7 @@ uint32_t Server::Start() {
 
 void Server::Accept(Listener &listener) {
     listener.acceptor.async_accept(
-        net::make_strand(loops_->Next()), [this, &listener](boost::system::error_code ec, tcp::socket socket) {
+        loops_->Next().get_executor(), [this, &listener](boost::system::error_code ec, TcpSocket socket) {
             if (ec == net::error::operation_aborted || stopping()) return;
             if (!ec) return OnAccept(listener, std::move(socket));
             // Out of descriptors or similar: try again shortly, never spin.
@@ -201,7 +200,7 @@ void Server::Accept(Listener &listener) {
         });
 }
 
-void Server::OnAccept(Listener &listener, tcp::socket socket) {
+void Server::OnAccept(Listener &listener, TcpSocket socket) {
     uint64_t open = stats_.connections_open.fetch_add(1, std::memory_order_acq_rel) + 1;
     stats_.connections_total.fetch_add(1, std::memory_order_relaxed);
     ConnectionStart(*this, std::move(socket), tls_.get());

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kernel/entry_gate.h"
+#include "kernel/io_types.h"
 #include "kernel/limits.h"
 #include "kernel/loop_pool.h"
 #include "kernel/router.h"
@@ -71,7 +72,7 @@ private:
     struct EndpointSpec;
     uint32_t ListenerOpen(const EndpointSpec &wanted);
     void Accept(Listener &listener);
-    void OnAccept(Listener &listener, boost::asio::ip::tcp::socket socket);
+    void OnAccept(Listener &listener, TcpSocket socket);
     void Resume(Listener &listener);
     void WaitEntries();
     void ListenNote(const std::string &text);
