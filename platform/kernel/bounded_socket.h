@@ -1,5 +1,5 @@
-// A TCP socket with two kinds of synchronous write besides the asynchronous
-// operations it delegates unchanged:
+// A TCP socket whose asynchronous reads track readiness (drained_read.h),
+// with two kinds of synchronous write besides the asynchronous ones:
 // - bounded: an entry streaming its answer from its own thread waits at most
 //   the stall time each time the peer takes nothing;
 // - at once: the loop thread writing a small answer never waits; what the
@@ -14,7 +14,9 @@
 #include <boost/asio/buffer.hpp>
 #include <chrono>
 #include <string>
+#include <type_traits>
 
+#include "kernel/drained_read.h"
 #include "kernel/io_types.h"
 
 namespace kernel {
@@ -42,9 +44,14 @@ public:
     void at_once(bool on) { at_once_ = on; }
     std::string &backlog() { return backlog_; }
 
+    // The engine and the TLS layer read into one buffer at a time.
     template <class Buffers, class Token>
     auto async_read_some(const Buffers &buffers, Token &&token) {
-        return socket_.async_read_some(buffers, std::forward<Token>(token));
+        if constexpr (std::is_convertible_v<const Buffers &, boost::asio::mutable_buffer>) {
+            return socket_.async_read_drained(buffers, std::forward<Token>(token));
+        } else {
+            return socket_.async_read_some(buffers, std::forward<Token>(token));
+        }
     }
     template <class Buffers, class Token>
     auto async_write_some(const Buffers &buffers, Token &&token) {
@@ -124,7 +131,7 @@ private:
         return total;
     }
 
-    TcpSocket socket_;
+    ReadySocket socket_;
     std::chrono::milliseconds stall_{30000};
     bool at_once_ = false;
     std::string backlog_;
