@@ -3,6 +3,7 @@
 // token in "x-access-token" that verifies against the certificates, has not
 // expired, and that the URL rules grant for this method and path.
 #include <stdlib.h>
+#include <string.h>
 
 #include "auth/restserver_auth_cert.h"
 #include "auth/restserver_auth_filter.h"
@@ -13,7 +14,7 @@
 #include "plat_text.h"
 
 #define RS_AUTH_REFUSAL_SIZE 128u
-#define RS_AUTH_METHOD_SIZE 10u
+#define RS_AUTH_KEY_INLINE_SIZE 256u
 #define RS_HTTP_FORBIDDEN 403u
 
 namespace {
@@ -36,6 +37,18 @@ extern "C" RS_API char *RsAuthKeyMake(const char *pcMethod, const char *pcUri) {
 }
 
 namespace {
+
+// The key in pcBuffer when it fits, which is nearly always, else on the heap
+// (the caller frees a key that is not pcBuffer). Null when out of memory.
+char *RsAuthKeyBuild(const char *pcMethod, const char *pcUri, char *pcBuffer, size_t ulBufferSize) {
+    size_t ulMethodLen = strlen(pcMethod);
+    const char *pcPath = pcUri[0] == '/' ? pcUri + 1 : pcUri;
+    size_t ulPathSize = strlen(pcPath) + 1;
+    if (ulMethodLen + ulPathSize > ulBufferSize) return RsAuthKeyMake(pcMethod, pcUri);
+    (void)memcpy_s(pcBuffer, ulBufferSize, pcMethod, ulMethodLen);
+    (void)memcpy_s(pcBuffer + ulMethodLen, ulBufferSize - ulMethodLen, pcPath, ulPathSize);
+    return pcBuffer;
+}
 
 // Expiry, then access: an expired token is refused whatever the rules say.
 u32 RsAuthTokenJudge(const RsTokenItem *pstItem, const char *pcKey) {
@@ -61,8 +74,6 @@ extern "C" RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstRespo
         return 0;
     }
     if (uiMethod >= kMethodCount) return kFailed;
-    char acMethod[RS_AUTH_METHOD_SIZE] = {0};
-    (void)strcpy_s(acMethod, sizeof(acMethod), kMethodNames[uiMethod]);
     // Before the token is read: a request without one still brings missing certificates.
     u32 uiRet = RsAuthCertLoad(0);
     if (uiRet != 0) {
@@ -86,7 +97,8 @@ extern "C" RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstRespo
         RS_LOG(RS_LOG_ERROR, "Auth filter get url failed.");
         return kFailed;
     }
-    char *pcKey = RsAuthKeyMake(acMethod, pcUri);
+    char acKey[RS_AUTH_KEY_INLINE_SIZE];
+    char *pcKey = RsAuthKeyBuild(kMethodNames[uiMethod], pcUri, acKey, sizeof(acKey));
     if (pcKey == nullptr) {
         RsTokenItemRelease();
         RS_LOG(RS_LOG_ERROR, "Search url alloc failed.");
@@ -94,7 +106,7 @@ extern "C" RS_API u32 RsAuthFilter(RS_REQUEST *pstRequest, RS_RESPONSE *pstRespo
     }
     uiRet = RsAuthTokenJudge(pstItem, pcKey);
     RsTokenItemRelease();
-    free(pcKey);
+    if (pcKey != acKey) free(pcKey);
     if (uiRet == 0) RS_LOG(RS_LOG_INFO, "Req(%s) VOG Auth end.", pcUri);
     return uiRet;
 }
