@@ -17,6 +17,14 @@
 // (set under the lock). Eviction unlinks nodes at once but releases a node's
 // record only when no slot holds it; held ones wait in a retired chain and
 // are looked at again at the next eviction.
+//
+// Repeat callers: each thread also remembers the entry it found last, with
+// the number of evictions so far. A caller on a kept-alive connection sends
+// the same token on every request, and while no eviction has happened that
+// entry is still cached: the thread publishes its hold, sees the count
+// unchanged and compares the text, without the lock or the hash. An eviction
+// counts itself before it reads the hold slots, so either it sees the hold or
+// the thread sees the new count and looks the token up as before.
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
@@ -72,6 +80,7 @@ struct Cache {
     RsTokenCacheNode *pstTail = nullptr;                                            // newest entry; the head when empty
     RsTokenCacheNode *pstRetired = nullptr;  // evicted, still held, chained by next
     u32 uiCount = 0;
+    std::atomic<u64> ulEvictions{0};  // changed under the write lock only
 
     Cache() {
         pthread_rwlockattr_t stAttr;
@@ -120,6 +129,15 @@ struct ThreadHold {
 };
 
 thread_local ThreadHold t_stHold;
+
+// The entry this thread found last in the index, and the eviction count then.
+struct LastFound {
+    const RsTokenCacheNode *pstNode = nullptr;
+    RsTokenItem *pstItem = nullptr;
+    u64 ulEvictions = 0;
+};
+
+thread_local LastFound t_stLast;
 
 HoldSlot &SlotGet() {
     if (t_stHold.pstSlot == nullptr) {
@@ -186,12 +204,28 @@ RsTokenItem *Find(std::string_view token, HoldSlot &stSlot, u32 *puiCount) {
     auto it = stCache.index.find(token);
     if (it == stCache.index.end()) return nullptr;
     stSlot.pstHeld.store(it->second->item, std::memory_order_relaxed);
+    t_stLast = {it->second, it->second->item, stCache.ulEvictions.load(std::memory_order_relaxed)};
     return it->second->item;
+}
+
+// The entry found last, when no eviction has happened since and the token is
+// its text. The hold is published before the node is read: from then on an
+// eviction either sees it or has already changed the count.
+RsTokenItem *FindLast(const char *pcToken, HoldSlot &stSlot) {
+    const LastFound &stLast = t_stLast;
+    std::atomic<u64> &ulEvictions = CacheGet().ulEvictions;
+    if (stLast.pstNode == nullptr || ulEvictions.load(std::memory_order_relaxed) != stLast.ulEvictions) return nullptr;
+    stSlot.pstHeld.store(stLast.pstItem, std::memory_order_seq_cst);
+    if (ulEvictions.load(std::memory_order_seq_cst) == stLast.ulEvictions &&
+        strcmp(stLast.pstNode->token, pcToken) == 0)
+        return stLast.pstItem;
+    stSlot.pstHeld.store(nullptr, std::memory_order_release);  // after the comparison read the node
+    return nullptr;
 }
 
 bool Held(const RsTokenItem *pstItem, const std::vector<HoldSlot *> &slots) {
     for (const HoldSlot *pstSlot : slots) {
-        if (pstSlot->pstHeld.load(std::memory_order_relaxed) == pstItem) return true;
+        if (pstSlot->pstHeld.load(std::memory_order_seq_cst) == pstItem) return true;
     }
     return false;
 }
@@ -201,6 +235,8 @@ bool Held(const RsTokenItem *pstItem, const std::vector<HoldSlot *> &slots) {
 RsTokenCacheNode *EvictLocked(Cache &stCache) {
     RsTokenCacheNode *pstHead = g_pTokenCacheMap;
     if (pstHead == nullptr || pstHead->next == nullptr) return nullptr;
+    // Counted before the hold slots are read; see FindLast.
+    stCache.ulEvictions.fetch_add(1, std::memory_order_seq_cst);
     for (u32 i = 0; i < RS_TOKEN_CACHE_EVICT && pstHead->next != nullptr; ++i) {
         RsTokenCacheNode *pstOld = pstHead->next;
         pstHead->next = pstOld->next;
@@ -400,6 +436,7 @@ extern "C" RS_API RsTokenItem *RsLoadDecryptedToken(const char *pcToken) {
     }
     try {
         HoldSlot &stSlot = SlotGet();
+        if (RsTokenItem *pstItem = FindLast(pcToken, stSlot); pstItem != nullptr) return pstItem;
         u32 uiCount = 0;
         if (RsTokenItem *pstItem = Find(pcToken, stSlot, &uiCount); pstItem != nullptr) return pstItem;
         stSlot.pstHeld.store(nullptr, std::memory_order_relaxed);
@@ -411,7 +448,8 @@ extern "C" RS_API RsTokenItem *RsLoadDecryptedToken(const char *pcToken) {
 }
 
 extern "C" RS_API void RsTokenItemRelease(void) {
-    if (t_stHold.pstSlot != nullptr) t_stHold.pstSlot->pstHeld.store(nullptr, std::memory_order_relaxed);
+    // Release: the holder's reads of the record come before an eviction that sees the slot empty.
+    if (t_stHold.pstSlot != nullptr) t_stHold.pstSlot->pstHeld.store(nullptr, std::memory_order_release);
 }
 
 extern "C" RS_API void RsTokenCacheMapOverrunProc(void) {
