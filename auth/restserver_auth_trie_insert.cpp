@@ -7,6 +7,7 @@
 
 #include "auth/restserver_auth_lock.h"
 #include "auth/restserver_auth_rules.h"
+#include "auth/restserver_auth_trie_index.h"
 #include "plat_os.h"
 #include "plat_text.h"
 
@@ -54,6 +55,7 @@ void FreeSubtree(RsAuthConfigTrieNode *pstNode) {
 
 extern "C" RS_API void RsAuthConfigTrieClear(void) {
     RsAuthRulesWriteLock();
+    RsTrieIndexClear();
     FreeSubtree(g_AuthConfigTrieRoot.children);
     g_AuthConfigTrieRoot = RsAuthConfigTrieNode{};
     RsAuthRulesUnlock();
@@ -72,7 +74,7 @@ extern "C" RS_API u32 UrlParamHolderCheck(const char *pcSegment) {
 extern "C" RS_API RsAuthConfigTrieNode *InsertAuthConfigChildren(const char *pcName,
                                                                  RsAuthConfigTrieNode **ppstChildren) {
     if (pcName == nullptr || ppstChildren == nullptr) return nullptr;
-    RsAuthConfigTrieNode *pstFound = SearchNextNode(*ppstChildren, pcName);
+    RsAuthConfigTrieNode *pstFound = RsTrieChildFind(ppstChildren, {pcName, static_cast<u32>(strlen(pcName))});
     if (pstFound != nullptr) return pstFound;
     RsAuthConfigTrieNode *pstNode = static_cast<RsAuthConfigTrieNode *>(calloc(1, sizeof(RsAuthConfigTrieNode)));
     if (pstNode == nullptr) return nullptr;
@@ -83,6 +85,7 @@ extern "C" RS_API RsAuthConfigTrieNode *InsertAuthConfigChildren(const char *pcN
     }
     pstNode->next = *ppstChildren;
     *ppstChildren = pstNode;
+    RsTrieChildAdded(ppstChildren);
     return pstNode;
 }
 

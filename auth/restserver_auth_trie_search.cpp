@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "auth/restserver_auth_rules.h"
+#include "auth/restserver_auth_trie_index.h"
 
 namespace {
 
@@ -17,23 +18,6 @@ bool SameText(const RsKeySegment &stLeft, const RsKeySegment &stRight) {
     return stLeft.uiLen == stRight.uiLen && memcmp(stLeft.pcText, stRight.pcText, stLeft.uiLen) == 0;
 }
 
-// Inline rather than a library call: sibling lists are walked on every request
-// and most names differ within their first few bytes. A shorter name stops at
-// its NUL, which no segment byte equals.
-bool NameIs(const char *pcName, const RsKeySegment &stSegment) {
-    for (u32 uiIdx = 0; uiIdx < stSegment.uiLen; ++uiIdx) {
-        if (pcName[uiIdx] != stSegment.pcText[uiIdx]) return false;
-    }
-    return pcName[stSegment.uiLen] == '\0';
-}
-
-RsAuthConfigTrieNode *FindSibling(RsAuthConfigTrieNode *pstFirst, const RsKeySegment &stName) {
-    for (RsAuthConfigTrieNode *pstNode = pstFirst; pstNode != nullptr; pstNode = pstNode->next) {
-        if (NameIs(pstNode->name, stName)) return pstNode;
-    }
-    return nullptr;
-}
-
 // The first leaf in list order is the newest rule ending at this node.
 RsAuthConfigTrieNode *FirstLeafChild(const RsAuthConfigTrieNode *pstNode) {
     if (pstNode == nullptr) return nullptr;
@@ -43,9 +27,9 @@ RsAuthConfigTrieNode *FirstLeafChild(const RsAuthConfigTrieNode *pstNode) {
     return nullptr;
 }
 
-// Empty segments (doubled, leading or trailing "/") do not count. With a null
-// table the segments are only counted.
-u32 SplitKey(const char *pcKey, RsKeySegment *pstSegments) {
+// Empty segments (doubled, leading or trailing "/") do not count. Fills at
+// most uiMax entries of the table and returns the count of all.
+u32 SplitKey(const char *pcKey, RsKeySegment *pstSegments, u32 uiMax) {
     u32 uiCount = 0;
     const char *pcCur = pcKey;
     while (*pcCur != '\0') {
@@ -55,7 +39,7 @@ u32 SplitKey(const char *pcKey, RsKeySegment *pstSegments) {
         const char *pcStart = pcCur;
         while (*pcCur != '\0' && *pcCur != '/')
             ++pcCur;
-        if (pstSegments != nullptr) pstSegments[uiCount] = {pcStart, static_cast<u32>(pcCur - pcStart)};
+        if (uiCount < uiMax) pstSegments[uiCount] = {pcStart, static_cast<u32>(pcCur - pcStart)};
         ++uiCount;
     }
     return uiCount;
@@ -65,7 +49,7 @@ u32 SplitKey(const char *pcKey, RsKeySegment *pstSegments) {
 
 extern "C" RS_API RsAuthConfigTrieNode *SearchNextNode(RsAuthConfigTrieNode *pstFirst, const char *pcName) {
     if (pcName == nullptr) return nullptr;
-    return FindSibling(pstFirst, {pcName, static_cast<u32>(strlen(pcName))});
+    return RsTrieSiblingWalk(pstFirst, {pcName, static_cast<u32>(strlen(pcName))});
 }
 
 // "***" is returned as found, without descending: it swallows every remaining
@@ -77,7 +61,7 @@ extern "C" RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *ps
     }
     const RsKeySegment astCandidates[] = {pstSegments[uiDepth], kPlaceholder, kAnySuffix};
     for (const RsKeySegment &stCandidate : astCandidates) {
-        RsAuthConfigTrieNode *pstChild = FindSibling(pstNode->children, stCandidate);
+        RsAuthConfigTrieNode *pstChild = RsTrieChildFind(&pstNode->children, stCandidate);
         if (SameText(stCandidate, kAnySuffix)) return pstChild;
         if (uiDepth + 1 < uiCount) pstChild = RecursiveSearch(pstChild, pstSegments, uiCount, uiDepth + 1);
         if (FirstLeafChild(pstChild) != nullptr) return pstChild;
@@ -87,15 +71,15 @@ extern "C" RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *ps
 
 extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcKey) {
     if (pcKey == nullptr) return nullptr;
-    u32 uiCount = SplitKey(pcKey, nullptr);
-    if (uiCount == 0) return nullptr;
     RsKeySegment astInline[kInlineSegments];
     RsKeySegment *pstSegments = astInline;
+    u32 uiCount = SplitKey(pcKey, astInline, kInlineSegments);
+    if (uiCount == 0) return nullptr;
     if (uiCount > kInlineSegments) {
         pstSegments = static_cast<RsKeySegment *>(malloc(uiCount * sizeof(RsKeySegment)));
         if (pstSegments == nullptr) return nullptr;
+        (void)SplitKey(pcKey, pstSegments, uiCount);
     }
-    (void)SplitKey(pcKey, pstSegments);
     RsAuthConfigTrieNode *pstLeaf = FirstLeafChild(RecursiveSearch(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0));
     if (pstSegments != astInline) free(pstSegments);
     return pstLeaf;
