@@ -182,6 +182,26 @@ TEST_F(Auth, KeysFindTheirRule) {
             EXPECT_EQ(leaf == nullptr ? "" : leaf->expression, pair.substr(pair.find('=') + 1)) << c.rules;
         }
     }
+    // A wide level is looked up through an index beside the list: every sibling, the placeholder and "***"
+    // are still found, and nothing of a cleared trie is.
+    for (int round = 0; round < 2; ++round) {
+        RsAuthConfigTrieClear();
+        std::string rules = round == 0 ? "GETw/{id}/x/role:ph GETw/***/role:any" : "";
+        for (int i = 0; i < 30; ++i)
+            rules += " GETw/s" + std::to_string(i + 100 * round) + "/role:r" + std::to_string(i);
+        std::istringstream stream(rules);
+        for (std::string rule; stream >> rule;)
+            AddItemToAuthConfigTrie(rule.data());
+        const std::pair<std::string, std::string> keys[] = {{"GETw/s0", round == 0 ? "role:r0" : ""},
+                                                            {"GETw/s29", round == 0 ? "role:r29" : ""},
+                                                            {"GETw/s100", round == 0 ? "role:any" : "role:r0"},
+                                                            {"GETw/zz/x", round == 0 ? "role:ph" : ""},
+                                                            {"GETw/zz", round == 0 ? "role:any" : ""}};
+        for (const auto &[key, want] : keys) {
+            RsAuthConfigTrieNode *leaf = SearchAuthConfigTrieNode(key.c_str());
+            EXPECT_EQ(leaf == nullptr ? "" : leaf->expression, want) << key << " in round " << round;
+        }
+    }
     std::string path = "PUT", tail = "PUT/***/role:tail";
     for (int i = 0; i < 100; ++i)
         path += "/s" + std::to_string(i);

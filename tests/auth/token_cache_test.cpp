@@ -162,6 +162,44 @@ TEST_F(Token, FullCacheEvictsTheOldest64BeforeAdding) {
     EXPECT_STREQ(held->userId, "t64");
 }
 
+// A thread's repeat token skips the lookup only while its entry is cached: once
+// evicted it is verified again, also while other threads evict as it reads.
+TEST_F(Token, EvictedRepeatTokensAreVerifiedAgain) {
+    rstest::OpensslOnPath stub(deployment.Path("stub"), kContentIsToken);
+    const std::string mine = R"({"token": {"user": {"id": "mine"}}})";
+    ASSERT_NE(RsLoadDecryptedToken(mine.c_str()), nullptr);
+    ASSERT_NE(RsLoadDecryptedToken(mine.c_str()), nullptr);  // found in the cache, so remembered
+    RsTokenItemRelease();
+    RsTokenCacheMapOverrunProc();
+    RsTokenItem *item = RsLoadDecryptedToken(mine.c_str());
+    ASSERT_NE(item, nullptr);
+    EXPECT_STREQ(item->userId, "mine");
+    EXPECT_EQ(stub.Verifications(), 2);
+    EXPECT_EQ(Entries(), std::vector<std::string>{mine});
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 4; ++t)
+        readers.emplace_back([&, t] {
+            const std::string id = "r" + std::to_string(t);
+            const std::string token = R"({"token": {"user": {"id": ")" + id + R"("}}})";
+            while (!stop) {
+                RsTokenItem *found = RsLoadDecryptedToken(token.c_str());
+                wrong += found == nullptr || found->userId != id;
+                RsTokenItemRelease();
+            }
+        });
+    for (int i = 0; i < 100; ++i) {
+        RsTokenCacheMapOverrunProc();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    stop = true;
+    for (std::thread &thread : readers)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
 TEST_F(Token, TextsAreKeptWholeOrNotAtAllAndRolesAllOrNothing) {
     rstest::OpensslOnPath stub(deployment.Path("stub"), kContentIsToken);
     const std::string id31(31, 'i');
@@ -183,7 +221,7 @@ TEST_F(Token, TextsAreKeptWholeOrNotAtAllAndRolesAllOrNothing) {
 }
 
 // Byte-wise against the current second: fractions and a zone letter sort after it.
-TEST(TokenExpiry, CurrentSecondStillCountsAndEmptyHasExpired) {
+TEST(TokenExpiry, CurrentSecondCountsUntilItPassesAndEmptyHasExpired) {
     std::vector<u32> got;
     for (SYS_TIME_S now{}, again{}; got.empty() || now.ucSecond != again.ucSecond; ZEP_LMT_SystimeGet(&again)) {
         ZEP_LMT_SystimeGet(&now);
@@ -196,6 +234,22 @@ TEST(TokenExpiry, CurrentSecondStillCountsAndEmptyHasExpired) {
         }
     }
     EXPECT_EQ(got, (std::vector<u32>{0, 0, kFailed, kFailed}));
+    // The current second is remembered between checks: it must move on with the clock.
+    RsTokenItem item{};
+    SYS_TIME_S now{}, later{};
+    do {
+        ZEP_LMT_SystimeGet(&now);
+        snprintf(item.expiresAt, sizeof(item.expiresAt), "%04d-%02d-%02dT%02d:%02d:%02d", now.usYear, now.ucMonth,
+                 now.ucDay, now.ucHour, now.ucMinute, now.ucSecond);
+        got = {RsAuthTokenCheck(&item)};
+        ZEP_LMT_SystimeGet(&later);
+    } while (later.ucSecond != now.ucSecond);
+    EXPECT_EQ(got, std::vector<u32>{0});
+    while (later.ucSecond == now.ucSecond) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        ZEP_LMT_SystimeGet(&later);
+    }
+    EXPECT_EQ(RsAuthTokenCheck(&item), kFailed) << "expired a second ago";
 }
 
 }  // namespace

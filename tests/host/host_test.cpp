@@ -344,6 +344,7 @@ TEST(Auth, EachRequestIsRefusedForItsReasonOrReachesItsHandler) {
     const std::vector<std::string> reasons = {"Auth filter get token failed.",   "Auth filter load token failed.",
                                               "Auth filter token check failed.", "SearchAuthExpression fail.",
                                               "ExpressionParse return false.",   "Auth filter access check failed."};
+    const std::string longName(300, 'n');  // a rules key too long for the filter's stack buffer
     const struct {
         std::string method, target, token;
         int status;
@@ -358,6 +359,12 @@ TEST(Auth, EachRequestIsRefusedForItsReasonOrReachesItsHandler) {
         {"GET", "/rest/admin", op, 403, kForbidden, {4, 5}},
         {"GET", "/rest/admin", admin, 200, R"({"message":"hello, administrator"})", {}},
         {"GET", "/rest/x", op, 200, R"({"method":"GET","uri":"/rest/x","name":"x"})", {}},
+        {"GET",
+         "/rest/" + longName,
+         op,
+         200,
+         R"({"method":"GET","uri":"/rest/)" + longName + R"(","name":")" + longName + R"("})",
+         {}},
     };
     HttpClient client(demo.port, &demo.tls);
     for (const auto &c : cases) {
