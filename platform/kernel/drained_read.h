@@ -85,7 +85,10 @@ public:
     template <class Token>
     auto async_read_drained(boost::asio::mutable_buffer buffer, Token &&token) {
         return boost::asio::async_initiate<Token, void(boost::system::error_code, std::size_t)>(
-            [this](auto handler, boost::asio::mutable_buffer into) { Start(std::move(handler), into); }, token, buffer);
+            [socket = this](auto handler, boost::asio::mutable_buffer into) {
+                socket->Start(std::move(handler), into);
+            },
+            token, buffer);
     }
 
 private:
