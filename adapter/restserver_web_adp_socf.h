@@ -2,9 +2,9 @@
  * The adapter as the web environment sees it: the instance's kernel server
  * cell, brought up when the instance is made, given its domains, groups,
  * TLS and URLs by the enable operations, started by the listen step and
- * stopped at teardown; and the request and response objects a session
- * builds. Records of the other layers appear only as incomplete types, so
- * this header includes nothing from web/ or adapter/.
+ * stopped at teardown; and stand-alone request and response objects (a
+ * session embeds its own). Records of the other layers appear only as
+ * incomplete types, so this header includes nothing from web/ or adapter/.
  */
 #ifndef RESTSERVER_WEB_ADP_SOCF_H
 #define RESTSERVER_WEB_ADP_SOCF_H
@@ -35,7 +35,7 @@ RS_API void RsKernelAuthEnable(RS_KERNEL_SERVER *pstServer, struct RS_META_AUTH 
 RS_API void RsKernelHandlerReg(RS_KERNEL_SERVER *pstServer, struct RS_HANDLER_CONTEXT *pstContext);
 RS_API u32 RsKernelForkListenThread(RS_KERNEL_SERVER *pstServer);
 
-/* Request and response objects of a session: null when the allocation fails. */
+/* Stand-alone request and response objects: null when the allocation fails. */
 RS_API RS_REQUEST *RsRequestBuild(RS_SESSION *pstSession, void *pHandle);
 RS_API RS_RESPONSE *RsResponseBuild(RS_SESSION *pstSession, void *pHandle);
 RS_API void RsRequestFree(RS_REQUEST **ppstRequest);

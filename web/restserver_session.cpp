@@ -21,15 +21,101 @@ extern "C" RS_API s32 RsSessionIdCompare(const void *pKeyA, const void *pKeyB) {
     return uiA > uiB ? 1 : 0;
 }
 
-static void RsSessionSemInit(RS_SESSION *pstSession) {
-    (void)pthread_rwlock_init(&pstSession->stSem.stLock, nullptr);
+// A session, its request and its response in one block, so a request costs
+// one allocation at most; ended blocks are kept on the ending thread's free
+// list and reused by the next request made there. A block ends on whichever
+// thread drops the last reference (an answering thread, for a rendezvous),
+// so the lists are per thread and need no lock.
+struct RsSessionBlock {
+    RS_SESSION stSession; /* first: a session pointer is its block's */
+    RS_REQUEST stRequest;
+    RS_RESPONSE stResponse;
+    RsSessionBlock *pstNextFree;
+};
+
+namespace {
+
+// Enough for the requests a loop thread has in flight at once; a thread
+// ending more than this (one that answers many rendezvous) frees the rest.
+constexpr u32 kFreeBlocksPerThread = 64;
+
+// The lock of a listed block stays made, so reuse skips making it again.
+// The list itself is plain data, so reaching it costs no guard; the first
+// block a thread lists arms the reaper that frees the list at thread exit.
+struct RsSessionFreeList {
+    RsSessionBlock *pstHead;
+    u32 uiCount;
+    bool bReaperArmed;
+};
+
+thread_local RsSessionFreeList t_stFreeBlocks;
+
+struct RsSessionFreeListReaper {
+    ~RsSessionFreeListReaper() {
+        RsSessionFreeList &stList = t_stFreeBlocks;
+        while (stList.pstHead != nullptr) {
+            RsSessionBlock *pstBlock = stList.pstHead;
+            stList.pstHead = pstBlock->pstNextFree;
+            (void)pthread_rwlock_destroy(&pstBlock->stSession.stSem.stLock);
+            free(pstBlock);
+        }
+        stList.uiCount = kFreeBlocksPerThread;  // full: a block ended later in the thread's exit is freed
+    }
+};
+
+void RsSessionFreeListReaperArm(RsSessionFreeList &stList) {
+    thread_local RsSessionFreeListReaper stReaper;
+    (void)&stReaper;
+    stList.bReaperArmed = true;
+}
+
+}  // namespace
+
+// Every field a request may have changed is set again: nothing of the
+// block's previous session reaches the next one.
+static RS_SESSION *RsSessionBlockTake(void) {
+    RsSessionFreeList &stList = t_stFreeBlocks;
+    RsSessionBlock *pstBlock = stList.pstHead;
+    if (pstBlock != nullptr) {
+        stList.pstHead = pstBlock->pstNextFree;
+        --stList.uiCount;
+    } else {
+        pstBlock = static_cast<RsSessionBlock *>(malloc(sizeof(RsSessionBlock)));
+        if (pstBlock == nullptr) return nullptr;
+        (void)pthread_rwlock_init(&pstBlock->stSession.stSem.stLock, nullptr);
+    }
+    RS_SESSION *pstSession = &pstBlock->stSession;
+    VOS_AVL3_INIT_NODE(pstSession->stTreeNode);
+    pstSession->pstRequest = &pstBlock->stRequest;
+    pstSession->pstResponse = &pstBlock->stResponse;
+    pstSession->pstHandlerContext = nullptr;
     RsListInit(&pstSession->stSem.stMsgList);
+    pstSession->stSem.uiSessionId = 0;
+    pstSession->stSem.bSemReady = 0;
+    pstSession->uiSessionId = 0;
+    pstSession->uiRefs = 1;
+    pstSession->uiHolds = 0;
+    return pstSession;
+}
+
+static void RsSessionBlockGive(RS_SESSION *pstSession) {
+    auto *pstBlock = reinterpret_cast<RsSessionBlock *>(pstSession);
+    RsSessionFreeList &stList = t_stFreeBlocks;
+    if (!stList.bReaperArmed) RsSessionFreeListReaperArm(stList);
+    if (stList.uiCount >= kFreeBlocksPerThread) {
+        (void)pthread_rwlock_destroy(&pstSession->stSem.stLock);
+        free(pstBlock);
+        return;
+    }
+    pstBlock->pstNextFree = stList.pstHead;
+    stList.pstHead = pstBlock;
+    ++stList.uiCount;
 }
 
 // The last reference: queued messages go back to the message service, and a
-// semaphore its handler left made is destroyed.
+// semaphore its handler left made is destroyed. No other thread can reach
+// the session any more, so its lock is not taken.
 static void RsSessionFree(RS_SESSION *pstSession) {
-    (void)pthread_rwlock_wrlock(&pstSession->stSem.stLock);
     RsListWalk(&pstSession->stSem.stMsgList, [](RS_LIST_NODE *pstNode) {
         auto *pstMsg = RsListRecord<RS_SESSION_MSG>(pstNode);
         if (pstMsg->pMsg != nullptr) (void)DMS_MsgFree(RS_SESSION_MSG_OWNER, pstMsg->pMsg);
@@ -37,18 +123,19 @@ static void RsSessionFree(RS_SESSION *pstSession) {
         free(pstMsg);
     });
     if (pstSession->stSem.bSemReady != 0) (void)ZEP_SemDestroy(&pstSession->stSem.stSem);
-    (void)pthread_rwlock_unlock(&pstSession->stSem.stLock);
-    (void)pthread_rwlock_destroy(&pstSession->stSem.stLock);
-    free(pstSession);
+    pstSession->stSem.bSemReady = 0;
+    RsSessionBlockGive(pstSession);
 }
 
 static void RsSessionPut(RS_SESSION *pstSession) {
     if (__atomic_sub_fetch(&pstSession->uiRefs, 1, __ATOMIC_ACQ_REL) == 0) RsSessionFree(pstSession);
 }
 
+// The request and response live in the session's block; a session whose
+// request has ended no longer names them.
 static void RsSessionObjectsFree(RS_SESSION *pstSession) {
-    if (pstSession->pstRequest != nullptr) RsRequestFree(&pstSession->pstRequest);
-    if (pstSession->pstResponse != nullptr) RsResponseFree(&pstSession->pstResponse);
+    pstSession->pstRequest = nullptr;
+    pstSession->pstResponse = nullptr;
 }
 
 // Everything but the id is built before the tree lock, which every request
@@ -57,14 +144,11 @@ static void RsSessionObjectsFree(RS_SESSION *pstSession) {
 // session is released and the request refused.
 extern "C" RS_API RS_SESSION *RsSessionMake(RS_WEB_ENV *pstWebEnv, RS_HANDLER_CONTEXT *pstContext, void *pReqHandle,
                                             void *pRspHandle) {
-    auto *pstSession = static_cast<RS_SESSION *>(calloc(1, sizeof(RS_SESSION)));
+    RS_SESSION *pstSession = RsSessionBlockTake();
     if (pstSession == nullptr) return nullptr;
-    pstSession->uiRefs = 1;
     pstSession->pstHandlerContext = pstContext;
-    pstSession->pstRequest = RsRequestBuild(pstSession, pReqHandle);
-    pstSession->pstResponse = RsResponseBuild(pstSession, pRspHandle);
-    RsSessionSemInit(pstSession);
-    VOS_AVL3_INIT_NODE(pstSession->stTreeNode);
+    *pstSession->pstRequest = RS_REQUEST{pReqHandle, pstSession};
+    *pstSession->pstResponse = RS_RESPONSE{pRspHandle, pstSession};
     (void)pthread_rwlock_wrlock(&pstWebEnv->stLock);
     pstSession->uiSessionId = RsSessionIdGen(pstWebEnv);
     pstSession->stSem.uiSessionId = pstSession->uiSessionId;

@@ -1,8 +1,11 @@
 // Sessions of a made instance and the response rendezvous on a session.
 #include <gtest/gtest.h>
 
+#include <semaphore.h>
+
 #include <atomic>
 #include <thread>
+#include <vector>
 
 #include "core/restserver_log.h"
 #include "plat_msg.h"
@@ -136,6 +139,74 @@ TEST_F(Web, AnsweringThreadsHoldTheSessionFromFindToWake) {
     }
     done = true;
     answering.join();
+}
+
+// A session's block is reused by the next session its thread makes: the
+// block must come back with no message, no made or posted semaphore, no hold
+// and objects that name the new request, not the ended one.
+TEST_F(Web, AReusedSessionBlockCarriesNothingOfTheEndedSession) {
+    std::vector<void *> freed;
+    PLAT_MsgFreeHookSet(
+        [](u32 owner, void *msg, void *user) {
+            if (owner == RS_SESSION_MSG_OWNER) static_cast<std::vector<void *> *>(user)->push_back(msg);
+        },
+        &freed);
+    void *msg = DMS_MsgAlloc(RS_SESSION_MSG_OWNER, 8);
+    ASSERT_EQ(RESTSERVER_RspMsgSet(sem_, msg), RS_OK);
+    ASSERT_EQ(RESTSERVER_SemWake(sem_), RS_OK);  // posted, never waited for
+    RS_SESSION *ended = session_;
+    RsSessionDestroy(env_, ended);
+    PLAT_MsgFreeHookSet(nullptr, nullptr);
+    EXPECT_EQ(freed, std::vector<void *>{msg}) << "the ended session's message goes back";
+
+    int request = 0, response = 0;
+    RS_SESSION *next = RsSessionMake(env_, &context_, &request, &response);
+    ASSERT_EQ(next, ended) << "the thread's free list gives the block back";
+    EXPECT_EQ(next->uiSessionId, 0x00000002u);
+    EXPECT_EQ(next->uiHolds, 0u);
+    EXPECT_EQ(RESTSERVER_SessionIdGet(next->pstRequest), next->uiSessionId);
+    EXPECT_EQ(RESTSERVER_SessionIdGet(next->pstResponse), next->uiSessionId);
+    EXPECT_EQ(next->pstRequest->pHandle, &request);
+    EXPECT_EQ(next->pstResponse->pHandle, &response);
+    RS_SESSION_SEM *sem = nullptr;
+    ASSERT_EQ(RESTSERVER_SemInit(next->uiSessionId, &sem), RS_OK);
+    int posts = -1;
+    ASSERT_EQ(sem_getvalue(&sem->stSem, &posts), 0);
+    EXPECT_EQ(posts, 0) << "a wake of the ended session must not wake the next";
+    void *picked = nullptr;
+    EXPECT_EQ(RESTSERVER_RspMsgPick(sem, &picked), RS_ERR);
+    EXPECT_EQ(picked, nullptr);
+    EXPECT_EQ(RsSessionFind(0x00000001u), nullptr);
+    EXPECT_EQ(RESTSERVER_SemDestroy(sem), RS_OK);
+    RsSessionDestroy(env_, next);
+}
+
+// The answering thread's wake drops the last reference, so the block ends on
+// that thread: it serves that thread's next session, and the thread's exit
+// frees what it kept (the leak checker and the thread sanitizer watch both).
+TEST_F(Web, ASessionEndedOnAnotherThreadServesThatThread) {
+    RS_SESSION_SEM *found = nullptr;
+    ASSERT_EQ(RESTSERVER_SemFind(session_->uiSessionId, &found), RS_OK);
+    RS_SESSION *ended = session_;
+    EXPECT_EQ(RESTSERVER_SemDestroy(sem_), RS_OK);
+    RsSessionDestroy(env_, ended);
+    EXPECT_EQ(RsSessionFind(0x00000001u), nullptr) << "out of the tree while held";
+    RS_SESSION *made_there = nullptr;
+    u32 id_there = 0;
+    std::thread answering([&] {
+        (void)RESTSERVER_SemWake(found);  // nothing to wake: the hold is given back
+        made_there = RsSessionMake(env_, &context_, nullptr, nullptr);
+        if (made_there == nullptr) return;
+        id_there = made_there->uiSessionId;
+        RsSessionDestroy(env_, made_there);
+    });
+    answering.join();
+    EXPECT_EQ(made_there, ended) << "the block ended on the answering thread";
+    EXPECT_EQ(id_there, 0x00000002u);
+    RS_SESSION *here = RsSessionMake(env_, &context_, nullptr, nullptr);
+    ASSERT_NE(here, nullptr);
+    EXPECT_EQ(here->uiSessionId, 0x00000003u);
+    RsSessionDestroy(env_, here);
 }
 
 }  // namespace
