@@ -1,6 +1,7 @@
 /*
  * The system's one way to log: the platform log call, made only when the
- * platform's log configuration has logging on, with the caller's file,
+ * platform's log configuration has logging on at the line's level (so the
+ * arguments of a dropped line are never computed), with the caller's file,
  * function and line.
  */
 #ifndef RESTSERVER_LOG_H
@@ -17,7 +18,7 @@
 
 #define RS_LOG(level, ...)                                                                            \
     do {                                                                                              \
-        if (g_stLogCfgs.uiEnable != 0) {                                                              \
+        if (g_stLogCfgs.uiEnable != 0 && (level) >= g_stLogCfgs.uiLevel) {                            \
             QOR_CFrameLogToFile(g_stLogCfgs.pHandle, __FILE__, (u32)(sizeof(__FILE__) - 1), __func__, \
                                 (u32)strlen(__func__), (u32)__LINE__, (level), __VA_ARGS__);          \
         }                                                                                             \
