@@ -19,6 +19,8 @@ void Request::Reset(const HttpRequest &next) {
     braces_ready = false;
     heads_ready = false;
     query_ready = false;
+    named_values.clear();
+    value_texts_used = 0;
     reply.state = Reply::State::kNone;
     reply.status = 0;
     reply.has_content_type = false;
@@ -60,9 +62,33 @@ void Request::HeadsBuild() {
     }
 }
 
+const char *Request::HeadValue(std::string_view name) {
+    if (message == nullptr) return nullptr;
+    auto [first, last] = message->equal_range(name);
+    if (first == last) return nullptr;
+    for (const NamedValue &named : named_values) {
+        if (named.first_field == &*first) return named.value;
+    }
+    if (value_texts_used == value_texts.size()) value_texts.push_back(std::make_unique<std::string>());
+    std::string &value = *value_texts[value_texts_used];
+    value.assign(first->value());
+    for (auto next = std::next(first); next != last; ++next)
+        value.append(", ").append(next->value());
+    ++value_texts_used;
+    named_values.push_back(NamedValue{&*first, value.c_str()});
+    return value.c_str();
+}
+
+// Pairs are decoded into the strings of earlier requests, keeping their capacity.
 void Request::QueryBuild() {
     query_ready = true;
-    query.clear();
+    query_used = 0;
+    auto next_text = [this]() -> std::string & {
+        if (query_used == query.size()) query.emplace_back();
+        std::string &text = query[query_used++];
+        text.clear();
+        return text;
+    };
     std::string_view target = message->target();
     size_t mark = target.find('?');
     if (mark == std::string_view::npos) return;
@@ -73,22 +99,21 @@ void Request::QueryBuild() {
         rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
         if (pair.empty()) continue;
         size_t equals = pair.find('=');
-        std::string &name = query.emplace_back();
-        PercentDecode(pair.substr(0, equals), true, name);
-        std::string &value = query.emplace_back();
+        PercentDecode(pair.substr(0, equals), true, next_text());
+        std::string &value = next_text();
         if (equals != std::string_view::npos) PercentDecode(pair.substr(equals + 1), true, value);
     }
 }
 
-// Brace variables are handed out decoded: "a%20b" binds "a b".
+// Brace variables are handed out decoded: "a%20b" binds "a b". Decoding
+// only shortens a segment, so it goes back into the segment's own string.
 void Request::BracesDecode() {
     braces_ready = true;
-    std::string decoded;
     for (const auto &[index, name] : route->braces) {
         if (index >= segments.size()) continue;
         decoded.clear();
         PercentDecode(segments[index], false, decoded);
-        segments[index].swap(decoded);
+        segments[index].assign(decoded);
     }
 }
 

@@ -5,7 +5,9 @@
 
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kernel/router.h"
@@ -54,7 +56,21 @@ struct Request {
     std::vector<std::string> head_texts;  // name, joined value, name, joined value...
     std::vector<REST_HEAD_ITEM> heads;
     bool query_ready = false;
-    std::vector<std::string> query;  // decoded name, decoded value, ...
+    std::vector<std::string> query;  // decoded name, decoded value, ...; the first query_used are this request's
+    size_t query_used = 0;
+
+    // Values asked for by name: a name's fields joined into a text of its
+    // own, once per request. Texts keep their capacity from request to
+    // request and sit behind pointers, so a keep-alive connection reads
+    // headers without heap work and no text handed out moves.
+    struct NamedValue {
+        const void *first_field;  // identifies the name within the message
+        const char *value;
+    };
+    std::vector<NamedValue> named_values;
+    std::vector<std::unique_ptr<std::string>> value_texts;  // the first value_texts_used are this request's
+    size_t value_texts_used = 0;
+    std::string decoded;  // a brace variable being decoded; its capacity is kept
 
     Reply reply;
 
@@ -63,6 +79,8 @@ struct Request {
     // Forgets the message, for answers given before a request was read whole.
     void Detach();
     void HeadsBuild();
+    // The joined value of the fields of that name (any case), or null.
+    const char *HeadValue(std::string_view name);
     void QueryBuild();
     void BracesDecode();
 };

@@ -1,9 +1,6 @@
 // Request operations for entry functions. None allocates per call: texts are
-// built once per request and owned by it.
-#include <strings.h>
-
-#include <cstring>
-
+// built once per request, owned by it, and reuse the storage of the
+// connection's earlier requests.
 #include "kernel/request.h"
 
 using kernel::Request;
@@ -14,8 +11,8 @@ Request *AsRequest(REST_REQ req) {
     return static_cast<Request *>(req);
 }
 
-const char *FindPair(const std::vector<std::string> &pairs, const char *name) {
-    for (size_t i = 0; i + 1 < pairs.size(); i += 2) {
+const char *FindPair(const std::vector<std::string> &pairs, size_t used, const char *name) {
+    for (size_t i = 0; i + 1 < used; i += 2) {
         if (pairs[i] == name) return pairs[i + 1].c_str();
     }
     return nullptr;
@@ -36,14 +33,10 @@ PLAT_API const char *REST_RequestUriGet(REST_REQ req) {
 PLAT_API const char *REST_RequestHeadValueGet(REST_REQ req, const char *pcName) {
     if (req == nullptr || pcName == nullptr) return nullptr;
     try {
-        Request *request = AsRequest(req);
-        if (!request->heads_ready) request->HeadsBuild();
-        for (const REST_HEAD_ITEM &item : request->heads) {
-            if (strcasecmp(item.pcName, pcName) == 0) return item.pcValue;
-        }
+        return AsRequest(req)->HeadValue(pcName);
     } catch (...) {
+        return nullptr;
     }
-    return nullptr;
 }
 
 PLAT_API u32 REST_RequestHeadGet(REST_REQ req, const REST_HEAD_ITEM **ppstItems, u32 *puiCount) {
@@ -64,7 +57,7 @@ PLAT_API u32 REST_RequestQueryCountGet(REST_REQ req) {
     try {
         Request *request = AsRequest(req);
         if (!request->query_ready) request->QueryBuild();
-        return static_cast<u32>(request->query.size() / 2);
+        return static_cast<u32>(request->query_used / 2);
     } catch (...) {
         return 0;
     }
@@ -75,7 +68,7 @@ PLAT_API const char *REST_RequestQueryValueGet(REST_REQ req, const char *pcName)
     try {
         Request *request = AsRequest(req);
         if (!request->query_ready) request->QueryBuild();
-        return FindPair(request->query, pcName);
+        return FindPair(request->query, request->query_used, pcName);
     } catch (...) {
         return nullptr;
     }

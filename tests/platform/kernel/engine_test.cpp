@@ -235,8 +235,8 @@ TEST(Http, EachRawRequestGetsItsAnswer) {
     }
 }
 
-void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &post) {
-    EngineServer server;
+// The routes Entry serves (see there).
+void EntryRoutesAdd(EngineServer &server) {
     for (const char *path :
          {"/a", "/echo", "/chunks", "/open", "/silent", "/misuse", "/json", "/txt", "/html", "/204", "/304"})
         server.Route(path, Entry);
@@ -245,6 +245,11 @@ void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &po
     server.Route("/api/{kind}/list", Entry, (void *)"list");
     server.Route("/api/{kind}/{id}/raw", Entry, (void *)"raw");
     ASSERT_EQ(REST_ServerGenFuncAdd(server.handle, Entry, (void *)"any"), 0u);
+}
+
+void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &post) {
+    EngineServer server;
+    EntryRoutesAdd(server);
     REST_SSL_PARAM param = TrustedParam();
     ASSERT_TRUE(!tls || REST_ServerSSLEnable(server.handle, &param) == 0);
     ASSERT_TRUE(server.Start(R"({"header_limit": 4096, "target_limit": 1024, "body_limit": 1000,
@@ -272,6 +277,31 @@ void RawTable(bool tls, const std::vector<RawCase> &cases, const std::string &po
     HttpClient client(server.port, client_tls);
     EXPECT_EQ(client.Call(post + "Expect: 100-continue\r\nContent-Length: 3\r\n\r\n").status, 100);
     EXPECT_EQ(client.Call("xyz").body, "3:xyz:-:nul");
+}
+
+// A connection's requests share one request object, whose texts keep their
+// storage: a header, a brace variable or a query pair one request read, longer
+// or shorter than the next one's, must not show in a later request.
+TEST(Http, ARequestSeesNothingOfTheConnectionsEarlierRequests) {
+    EngineServer server;
+    EntryRoutesAdd(server);
+    ASSERT_TRUE(server.Start());
+    const std::string post = "POST /echo HTTP/1.1\r\nHost: t\r\n", body = "Content-Length: 1\r\n\r\nz";
+    const std::string brace = "/api/items/a%20value%20longer%20than%20sixteen";
+    const std::pair<std::string, std::string> steps[] = {
+        {post + "X-Tag: a tag longer than sixteen\r\nx-tag: b\r\n" + body, "1:z:a tag longer than sixteen, b:nul"},
+        {post + "X-Tag: c\r\n" + body, "1:z:c:nul"},
+        {post + body, "1:z:-:nul"},
+        {Get(brace + "?q=a+query+longer+than+sixteen&r"),
+         "item|a value longer than sixteen|-|a query longer than sixteen|2|0|" + brace},
+        {Get("/api/items/7?q=x"), "item|7|-|x|1|0|/api/items/7"},
+        {Get("/api/items/8"), "item|8|-|-|0|0|/api/items/8"},
+        {Get("/api/things/list"), "list|-|things|-|0|0|/api/things/list"},
+        {post + body, "1:z:-:nul"},
+    };
+    HttpClient client(server.port, nullptr);
+    for (const auto &[request, want] : steps)
+        EXPECT_EQ(client.Call(request).body, want) << request;
 }
 
 struct TlsCase {
