@@ -22,16 +22,8 @@ AUTH_ROUTE=${AUTH_ROUTE:-/rest/svc47/v1/res3/123/detail}
 HEADER=()
 REQUESTS=${REQUESTS:-2000}
 WARMUP=${WARMUP:-200}
-PORT=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-
-wait_port() {
-    for _ in $(seq 1 600); do
-        (exec 3<>/dev/tcp/127.0.0.1/"$1") 2>/dev/null && return 0
-        sleep 0.1
-    done
-    echo "port $1 never opened" >&2
-    return 1
-}
+source "$(dirname "$0")/ports.sh"
+PORT=$(free_port)
 
 # Instructions counted in the callgrind dump files of one server.
 dumped() {  # output-file-prefix
@@ -51,7 +43,7 @@ measure() {
     rm -f "$out"* "$out-long"*
     valgrind --tool=callgrind --instr-atstart=no --callgrind-out-file="$out" "$@" >/dev/null 2>&1 &
     local pid=$!
-    wait_port "$(sed -E 's#.*:([0-9]+)/.*#\1#' <<<"$url")"
+    wait_port "$(sed -E 's#.*:([0-9]+)/.*#\1#' <<<"$url")" 600
     curl -sk -o /dev/null "${HEADER[@]}" "$url?[1-$WARMUP]"
     callgrind_control -i on "$pid" >/dev/null 2>&1
     curl -sk -o /dev/null "${HEADER[@]}" "$url?[1-$WARMUP]"

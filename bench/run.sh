@@ -105,16 +105,7 @@ start_host() {  # port [deployment]
     wait_port "$1"
 }
 
-free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])'; }
-
-wait_port() {
-    for _ in $(seq 1 100); do
-        (exec 3<>/dev/tcp/127.0.0.1/"$1") 2>/dev/null && return 0
-        sleep 0.1
-    done
-    echo "port $1 never opened" >&2
-    return 1
-}
+source "$ROOT/bench/ports.sh"
 
 make_cert() {
     openssl req -x509 -newkey rsa:2048 -nodes -keyout "$WORK/key.pem" -out "$WORK/cert.pem" -days 2 \
