@@ -126,14 +126,16 @@ void LoopPool::EntryEnd() {
     tl_pool->entries_.fetch_sub(1, std::memory_order_relaxed);
 }
 
-// The watcher counts a blocking entry as parked at once and lends its loop a
-// spare without waiting for it to look sleepy.
+// A blocking entry counts as parked at once and lends its own loop a spare,
+// so the loop's other connections wait for one thread wake-up, not for the
+// watcher's next look and then a wake-up.
 void LoopPool::EntryBlocking() {
     LoopPool *pool = tl_pool;
     if (pool == nullptr || tl_runner->mark.load(std::memory_order_relaxed)->started_ns.load() == 0) return;
     tl_runner->blocking.store(true, std::memory_order_relaxed);
     std::lock_guard lock(pool->mutex_);
-    pool->watch_wake_.notify_all();
+    Loop *loop = tl_runner->loop.load();
+    if (loop != nullptr && !pool->stopping_) pool->LendIfHeld(*loop, monitor::NowNs());
 }
 
 void LoopPool::ThreadEnter(Runner *runner, Loop *loop) {
@@ -228,22 +230,28 @@ void LoopPool::Watch() {
         }
         if (stopping_) break;
         int64_t now = monitor::NowNs();
-        for (auto &loop : loops_) {
-            int parked = 0;
-            for (auto &runner : runners_) {
-                monitor::EntryMark *mark = runner->mark.load(std::memory_order_acquire);
-                int64_t since = mark != nullptr ? mark->started_ns.load(std::memory_order_relaxed) : 0;
-                if (runner->loop.load() != loop.get() || since == 0) continue;
-                if (runner->blocking.load(std::memory_order_relaxed)) {
-                    ++parked;
-                    continue;
-                }
-                if (now - since <= kParkedAfterNs) continue;
-                if (now - since > kBusyParkedAfterNs || ThreadSleeping(runner->tid.load())) ++parked;
-            }
-            if (loop->threads.load(std::memory_order_acquire) - parked < 1) Lend(*loop);
-        }
+        for (auto &loop : loops_)
+            LendIfHeld(*loop, now);
     }
+}
+
+// Lends the loop a spare when every one of its threads is held by an entry:
+// one that said it blocks, one asleep past a millisecond, or one running far
+// too long. Called with mutex_ held.
+void LoopPool::LendIfHeld(Loop &loop, int64_t now) {
+    int parked = 0;
+    for (auto &runner : runners_) {
+        monitor::EntryMark *mark = runner->mark.load(std::memory_order_acquire);
+        int64_t since = mark != nullptr ? mark->started_ns.load(std::memory_order_relaxed) : 0;
+        if (runner->loop.load() != &loop || since == 0) continue;
+        if (runner->blocking.load(std::memory_order_relaxed)) {
+            ++parked;
+            continue;
+        }
+        if (now - since <= kParkedAfterNs) continue;
+        if (now - since > kBusyParkedAfterNs || ThreadSleeping(runner->tid.load())) ++parked;
+    }
+    if (loop.threads.load(std::memory_order_acquire) - parked < 1) Lend(loop);
 }
 
 size_t LoopPool::Stop() {

@@ -1,10 +1,11 @@
 // Event loops and the threads that run them. Each loop has one thread of its
 // own and runs entry functions in place, so an entry that answers at once
 // costs no hand-off. When an entry has held a loop's thread past a
-// millisecond, a watcher lends the loop a spare thread, so a blocked entry
-// parks its thread and never the loop; the spare goes back once the loop has
-// a free thread again. The watcher looks every millisecond while entries
-// run and sleeps once none has run for a while.
+// millisecond, a watcher lends the loop a spare thread (an entry that says it
+// is about to wait lends one itself), so a blocked entry parks its thread and
+// never the loop; the spare goes back once the loop has a free thread again.
+// The watcher looks every millisecond while entries run and sleeps once none
+// has run for a while.
 #pragma once
 
 #include <atomic>
@@ -46,6 +47,7 @@ private:
     void RunSpare(Runner *runner);
     void Watch();
     void WatchSleep(std::unique_lock<std::mutex> &lock);
+    void LendIfHeld(Loop &loop, int64_t now);
     void Lend(Loop &loop);
     static bool ShouldReturn(Loop &loop);
 
