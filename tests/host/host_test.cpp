@@ -453,8 +453,8 @@ TEST(Auth, GarbageTokensNeitherRefuseNorStarveCachedCallers) {
             }
         });
     }
-    // The flood's handshakes are its set-up, not its garbage: measured once they are done, and over
-    // at least 1,000 requests and as many as it takes for every flood connection to be refused again.
+    // The flood's handshakes are its set-up, not its garbage: measured once they are done, over at
+    // least 1,000 requests and until 32 more garbage tokens were refused meanwhile.
     while (connected < 32)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     const int before = garbage;
