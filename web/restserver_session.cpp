@@ -149,11 +149,17 @@ extern "C" RS_API RS_SESSION *RsSessionMake(RS_WEB_ENV *pstWebEnv, RS_HANDLER_CO
     pstSession->pstHandlerContext = pstContext;
     *pstSession->pstRequest = RS_REQUEST{pReqHandle, pstSession};
     *pstSession->pstResponse = RS_RESPONSE{pRspHandle, pstSession};
+    // Ids wrap at 16 bits: an id still held by a long request (a blocked one,
+    // say) is skipped, so the rendezvous never finds the wrong session.
+    void *pClash = nullptr;
     (void)pthread_rwlock_wrlock(&pstWebEnv->stLock);
-    pstSession->uiSessionId = RsSessionIdGen(pstWebEnv);
-    pstSession->stSem.uiSessionId = pstSession->uiSessionId;
-    void *pClash =
-        VOS_AVL3_Insert_Or_Find(&pstWebEnv->stSessions, &pstSession->stTreeNode, &pstWebEnv->stSessionTreeInfo);
+    for (u32 uiTry = 0; uiTry <= 0xFFFFu; ++uiTry) {
+        pstSession->uiSessionId = RsSessionIdGen(pstWebEnv);
+        pstSession->stSem.uiSessionId = pstSession->uiSessionId;
+        pClash =
+            VOS_AVL3_Insert_Or_Find(&pstWebEnv->stSessions, &pstSession->stTreeNode, &pstWebEnv->stSessionTreeInfo);
+        if (pClash == nullptr) break;
+    }
     (void)pthread_rwlock_unlock(&pstWebEnv->stLock);
     if (pClash == nullptr) return pstSession;
     RsSessionObjectsFree(pstSession);

@@ -32,7 +32,7 @@ protected:
     RS_SESSION_SEM *sem_ = nullptr;
 };
 
-// Ids are "instance << 24 | 16-bit counter"; an id still in flight after a wrap is refused.
+// Ids are "instance << 24 | 16-bit counter"; after a wrap, an id still in flight is skipped.
 TEST_F(Web, SessionIdsWrapAtSixteenBitsAndLiveIdsAreNotReused) {
     u32 id = RESTSERVER_SessionIdGet(session_->pstRequest);
     EXPECT_EQ(id, 0x00000001u);
@@ -44,8 +44,12 @@ TEST_F(Web, SessionIdsWrapAtSixteenBitsAndLiveIdsAreNotReused) {
         (void)RsSessionIdGen(env_);
     EXPECT_EQ(RsSessionIdGen(env_), 0x02000000u);
     env_->ucInstId = 0;
-    EXPECT_EQ(RsSessionMake(env_, &context_, nullptr, nullptr), nullptr) << "id 1 is still in flight";
+    RS_SESSION *next = RsSessionMake(env_, &context_, nullptr, nullptr);
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(next->uiSessionId, 0x00000002u) << "id 1 is still in flight and skipped";
     EXPECT_EQ(RsSessionFind(id), session_);
+    EXPECT_EQ(RsSessionFind(0x00000002u), next);
+    RsSessionDestroy(env_, next);
     RsSessionDestroy(env_, session_);
     EXPECT_EQ(RsSessionFind(id), nullptr);
     EXPECT_TRUE(made_.Log().Lines().empty()) << "an ended request is not an error";
