@@ -203,39 +203,19 @@ private:
         out_.Append('"');
     }
 
+    // The bytes with a short escape, each followed by its letter; any other
+    // control byte is written as \u00XX.
     void Escape(unsigned char byte) {
+        static const char kShort[] = "\"\"\\\\\bb\ff\nn\rr\tt";
         static const char kHex[] = "0123456789abcdef";
-        char escaped[6] = {'\\', 0, 0, 0, 0, 0};
-        size_t length = 2;
-        switch (byte) {
-            case '"':
-            case '\\':
-                escaped[1] = static_cast<char>(byte);
-                break;
-            case '\b':
-                escaped[1] = 'b';
-                break;
-            case '\f':
-                escaped[1] = 'f';
-                break;
-            case '\n':
-                escaped[1] = 'n';
-                break;
-            case '\r':
-                escaped[1] = 'r';
-                break;
-            case '\t':
-                escaped[1] = 't';
-                break;
-            default:
-                escaped[1] = 'u';
-                escaped[2] = '0';
-                escaped[3] = '0';
-                escaped[4] = kHex[byte >> 4];
-                escaped[5] = kHex[byte & 0xF];
-                length = 6;
+        for (const char *pair = kShort; *pair != '\0'; pair += 2) {
+            if (static_cast<unsigned char>(pair[0]) != byte) continue;
+            const char escaped[2] = {'\\', pair[1]};
+            out_.Append(escaped, sizeof(escaped));
+            return;
         }
-        out_.Append(escaped, length);
+        const char escaped[6] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0xF]};
+        out_.Append(escaped, sizeof(escaped));
     }
 
     bool Number(const cJSON *item) {
