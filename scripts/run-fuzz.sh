@@ -14,7 +14,7 @@ build=build-fuzz
 bash scripts/install-deps.sh clang libclang-rt-14-dev
 if [ ! -f "$build/CMakeCache.txt" ]; then
   CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRS_FUZZ=ON \
-    -DRS_SANITIZE=address,undefined -DRS_BENCH=OFF -DBUILD_TESTING=OFF >/dev/null
+    -DRS_SANITIZE=address,undefined -DRS_BENCH=OFF -DBUILD_TESTING=OFF -DRS_WERROR=ON >/dev/null
 fi
 targets=$(cd fuzz && ls *_fuzz.cpp | sed 's/\.cpp$//')
 cmake --build "$build" -j"${JOBS:-$(nproc)}" --target $targets

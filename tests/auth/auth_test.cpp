@@ -119,7 +119,7 @@ TEST_F(Auth, TextsGiveTheirTokensAndTrees) {
         EXPECT_EQ(expr.status, 0u) << c.text;
         std::string tokens;
         for (const RsExprToken *token = expr.list; token != nullptr; token = token->next)
-            tokens += (tokens.empty() ? "" : " ") + std::string(token->text);
+            tokens.append(tokens.empty() ? "" : " ").append(token->text);
         EXPECT_EQ(tokens, c.tokens) << c.text;
         EXPECT_EQ(TreeText(expr.tree), c.tree) << c.text;
     }

@@ -134,7 +134,7 @@ TEST_F(Token, ConcurrentRequestsVerifyEachTokenOnce) {
             for (int i = 0; i < 200; ++i) {
                 int k = (i * 7 + t) % 200;
                 RsTokenItem *item = RsLoadDecryptedToken(tokens[k].c_str());
-                wrong += item == nullptr || item->userId != "u" + std::to_string(k);
+                wrong += item == nullptr || item->userId != std::string("u").append(std::to_string(k));
             }
         });
     for (std::thread &thread : threads)

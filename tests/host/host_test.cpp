@@ -150,7 +150,7 @@ TEST(RendezvousStress, EveryConcurrentRequestGetsItsOwnAnswer) {
         clients.emplace_back([&] {
             HttpClient client(demo.port, &demo.tls);
             for (int i; (i = next++) < kRequests;) {
-                std::string word = "w" + std::to_string(i);
+                std::string word = std::string("w").append(std::to_string(i));
                 right += client.Call(Request("GET", "/rv/" + word)).body == "{\"answer\":\"" + word + "\"}";
             }
         });

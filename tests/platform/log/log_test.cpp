@@ -53,7 +53,7 @@ TEST(LogFile, ConcurrentLinesAreOnDiskWholeWhileTheHookChangesUntilLoggingIsDisa
     LOG_AT(PLAT_LOG_ERROR, "session table %s", "full");
     read();
     ASSERT_EQ(lines.size(), 1u) << "on disk when the call returns";
-    const std::string thread = "[" + std::to_string(gettid()) + "]";
+    const std::string thread = std::string("[").append(std::to_string(gettid())).append("]");
     for (const char *part : {"error", thread.c_str(), "web/session.cpp:321", "RsSessionMake", "session table full"})
         EXPECT_NE(lines[0].find(part), std::string::npos) << part << " in " << lines[0];
 
