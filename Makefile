@@ -3,7 +3,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build test asan tsan fuzz run bench clean format
+.PHONY: all deps build test asan tsan fuzz run bench clean format deb package-test abi-check abi-update
 
 all: build
 
@@ -11,7 +11,7 @@ deps:
 	@bash scripts/install-deps.sh
 
 $(BUILD)/CMakeCache.txt:
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRS_WERROR=ON $(CMAKE_FLAGS)
 
 build: deps $(BUILD)/CMakeCache.txt
 	cmake --build $(BUILD) -j$(JOBS)
@@ -19,6 +19,22 @@ build: deps $(BUILD)/CMakeCache.txt
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j2
 	@bash scripts/check-layers.sh
+	@bash tests/packaging/package_test.sh
+
+# Debian packages (runtime, development files, host with its unit) in build-deb/.
+deb: deps
+	@bash scripts/make-deb.sh build-deb
+
+# The packages installed into a scratch root, used as a service team and an operator would.
+package-test: deps
+	@bash tests/packaging/package_test.sh
+
+# The libraries' ABI against the baseline in abi/ (abidiff); abi-update records a deliberate change.
+abi-check: build
+	@bash scripts/abi.sh check $(BUILD)
+
+abi-update: build
+	@bash scripts/abi.sh update $(BUILD)
 
 asan:
 	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DRS_SANITIZE=address,undefined -DRS_BENCH=OFF"
@@ -42,4 +58,4 @@ format:
 	git ls-files '*.c' '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-tsan build-release build-fuzz
+	rm -rf build build-asan build-tsan build-release build-fuzz build-deb

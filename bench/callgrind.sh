@@ -22,7 +22,7 @@ AUTH_ROUTE=${AUTH_ROUTE:-/rest/svc47/v1/res3/123/detail}
 HEADER=()
 REQUESTS=${REQUESTS:-2000}
 WARMUP=${WARMUP:-200}
-source "$(dirname "$0")/ports.sh"
+source "$(dirname "$0")/../scripts/ports.sh"
 PORT=$(free_port)
 
 # Instructions counted in the callgrind dump files of one server.

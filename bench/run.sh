@@ -105,7 +105,7 @@ start_host() {  # port [deployment]
     wait_port "$1"
 }
 
-source "$ROOT/bench/ports.sh"
+source "$ROOT/scripts/ports.sh"
 
 make_cert() {
     openssl req -x509 -newkey rsa:2048 -nodes -keyout "$WORK/key.pem" -out "$WORK/cert.pem" -days 2 \

@@ -8,6 +8,7 @@ packages=(
   libboost1.81-dev libssl-dev openssl
   libcjson-dev libcurl4-openssl-dev curl libspdlog-dev
   libgtest-dev googletest libbenchmark-dev
+  libsystemd-dev dpkg-dev lintian abigail-tools
 )
 [ "$#" -gt 0 ] && packages+=("$@")
 

@@ -1,4 +1,4 @@
-# Port helpers for the bench scripts (sourced).
+# Port helpers for the bench and packaging scripts (sourced).
 free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])'; }
 
 # Waits until something accepts on the port: at most TRIES tenths of a second
