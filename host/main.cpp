@@ -15,6 +15,7 @@
 #include "listen_config.h"
 #include "plat_config.h"
 #include "restserver_host.h"
+#include "service_notify.h"
 #include "stop_signals.h"
 
 namespace {
@@ -66,7 +67,9 @@ int Serve(const host::HostOptions &options, host::SignalWatch &signals) {
     unsigned listening = host::HostInstancesReport(instances, host::ListenSchemeGet());
     signals.Started();
     if (listening > 0) {
-        int received = signals.WaitStop();
+        host::ServiceReady(listening, options.instances);
+        int received = signals.WaitStop(host::ServiceWatchdogPeriod(), host::ServiceWatchdogPing);
+        host::ServiceStopping();
         std::printf("restserver-host: %s received, stopping\n", strsignal(received));
         std::fflush(stdout);
         status = kExitServed;

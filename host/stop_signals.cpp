@@ -29,9 +29,13 @@ void SignalWatch::Started() {
     started_ = true;
 }
 
-int SignalWatch::WaitStop() {
+int SignalWatch::WaitStop(std::chrono::microseconds period, const std::function<void()> &tick) {
     std::unique_lock lock(mutex_);
-    stop_.wait(lock, [this] { return received_ != 0; });
+    if (period <= std::chrono::microseconds::zero() || !tick) {
+        stop_.wait(lock, [this] { return received_ != 0; });
+        return received_;
+    }
+    while (!stop_.wait_for(lock, period, [this] { return received_ != 0; })) tick();
     return received_;
 }
 

@@ -6,7 +6,9 @@
 
 #include <signal.h>
 
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 
 namespace host {
@@ -24,8 +26,10 @@ public:
     void Watch();
     // The start-up is over: a stop signal is now handed to WaitStop.
     void Started();
-    // Waits for SIGINT or SIGTERM and returns its number.
-    int WaitStop();
+    // Waits for SIGINT or SIGTERM and returns its number; with a period,
+    // calls tick once a period while it waits.
+    int WaitStop(std::chrono::microseconds period = std::chrono::microseconds::zero(),
+                 const std::function<void()> &tick = nullptr);
 
 private:
     void Run();

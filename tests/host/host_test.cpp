@@ -5,7 +5,10 @@
 // or SIGINT, a host that cannot serve; the auth filter end to end.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -288,6 +291,56 @@ TEST(HostLifecycle, MistakesAreSaidAndTheRealPortShown) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ(HttpClient(port, &demo.tls).Call(Request("GET", "/stream?n=1")).body, "part 1\n");
     EXPECT_EQ(host.Stop(SIGTERM, kExitLimit), 0) << demo.Output();
+}
+
+// A service manager's end of the notify protocol: the datagrams the host sends, one at a time.
+struct NotifySocket {
+    explicit NotifySocket(const std::string &path) : fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        if (bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0)
+            throw std::runtime_error("cannot bind " + path);
+        setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    }
+    ~NotifySocket() {
+        unsetenv("NOTIFY_SOCKET");
+        close(fd);
+    }
+    std::string Next(int limit_ms) const {  // "" when nothing came in time
+        pollfd entry{fd, POLLIN, 0};
+        if (poll(&entry, 1, limit_ms) != 1) return "";
+        char text[512];
+        ssize_t got = recv(fd, text, sizeof(text), 0);
+        return got > 0 ? std::string(text, static_cast<size_t>(got)) : "";
+    }
+    int fd;
+};
+
+// Under a service manager the host says READY only once it serves, pings the watchdog at half the interval
+// the unit asks for while it serves, and says STOPPING on SIGTERM; a host that cannot serve is never READY.
+TEST(HostLifecycle, ServiceManagerHearsReadyWatchdogAndStopping) {
+    Demo demo;
+    NotifySocket manager(demo.dir.Path("var/notify"));
+    setenv("WATCHDOG_USEC", "200000", 1);
+    auto host = demo.Start();
+    EXPECT_EQ(manager.Next(5000), "READY=1\nSTATUS=serving: 1 of 1 instances listen");
+    int pings = 0;
+    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1); std::chrono::steady_clock::now() < end;)
+        pings += manager.Next(200) == "WATCHDOG=1";
+    EXPECT_GE(pings, 3) << "a ping every 100 ms asked for";
+    EXPECT_LE(pings, 12);
+    ASSERT_EQ(kill(host->Pid(), SIGTERM), 0);
+    std::string said;
+    while (said.rfind("STOPPING=1", 0) != 0 && !(said = manager.Next(5000)).empty()) {
+    }
+    EXPECT_EQ(said, "STOPPING=1\nSTATUS=stopping");
+    EXPECT_EQ(host->Stop(0, kExitLimit), 0) << demo.Output();
+
+    demo.dir.Write("conf/platform.json", WithTls(TlsFiles("none.pem", "server.key")));
+    HostProcess failing(demo.Host(), {"--root", demo.dir.Root()}, demo.dir.Path("var"));
+    EXPECT_EQ(failing.Stop(0, kExitLimit), 1);
+    EXPECT_EQ(manager.Next(100), "") << "a host that serves nothing is never ready";
 }
 
 // The auth filter end to end: a demo whose rules let every operator GET rest/{name} and only admins GET
