@@ -33,7 +33,9 @@ void ServiceWatchdogPing() {
 
 void ServiceReady(unsigned, unsigned) {}
 void ServiceStopping() {}
-std::chrono::microseconds ServiceWatchdogPeriod() { return std::chrono::microseconds::zero(); }
+std::chrono::microseconds ServiceWatchdogPeriod() {
+    return std::chrono::microseconds::zero();
+}
 void ServiceWatchdogPing() {}
 
 #endif

@@ -35,7 +35,8 @@ int SignalWatch::WaitStop(std::chrono::microseconds period, const std::function<
         stop_.wait(lock, [this] { return received_ != 0; });
         return received_;
     }
-    while (!stop_.wait_for(lock, period, [this] { return received_ != 0; })) tick();
+    while (!stop_.wait_for(lock, period, [this] { return received_ != 0; }))
+        tick();
     return received_;
 }
 

@@ -26,7 +26,6 @@ GREET_EXPORT uint32_t GreetHandler(RS_REQUEST *pstRequest, RS_RESPONSE *pstRespo
     const char *pcName = RESTSERVER_HttpRequestBraceVarGet(pstRequest, "name");
     char acGreeting[128];
     int iLen = snprintf(acGreeting, sizeof(acGreeting), "hello, %s", pcName != NULL ? pcName : "");
-    if (iLen < 0 || (size_t)iLen >= sizeof(acGreeting))
-        return GreetAnswer(pstResponse, 400, "error", "name too long");
+    if (iLen < 0 || (size_t)iLen >= sizeof(acGreeting)) return GreetAnswer(pstResponse, 400, "error", "name too long");
     return GreetAnswer(pstResponse, 200, "greeting", acGreeting);
 }
