@@ -13,6 +13,7 @@
 #include "host_instances.h"
 #include "host_options.h"
 #include "listen_config.h"
+#include "operator_commands.h"
 #include "plat_config.h"
 #include "restserver_host.h"
 #include "stop_signals.h"
@@ -95,7 +96,10 @@ int main(int argc, char **argv) {
         host::HostUsagePrint(stdout);
         return kExitServed;
     }
+    if (options.command == host::HostCommand::kMakeToken) return host::TokenCommand(options);
     if (!EnterDeployment(options.root)) return kExitNotServing;
+    if (options.command == host::HostCommand::kCheck) return host::CheckCommand();
+    if (options.command == host::HostCommand::kExplain) return host::ExplainCommand(options);
     signals.Watch();
     return Serve(options, signals);
 }
