@@ -84,7 +84,7 @@ void ExpressionsCheck(void) {
 
 // Says which part of a rule is missing; false when one is.
 bool RulePartsGiven(const RuleParts &stParts, u32 uiIdx) {
-    const char *pcMissing = stParts.pcMethod == nullptr        ? "method"
+    const char *pcMissing = stParts.pcMethod == nullptr       ? "method"
                             : stParts.pcUrlPattern == nullptr ? "uri-pattern"
                             : stParts.pcAction == nullptr     ? "action"
                                                               : nullptr;

@@ -105,8 +105,7 @@ RsAuthConfigTrieNode *FindLeaf(const char *pcKey, Trail *pstTrail) {
         if (pstSegments == nullptr) return nullptr;
         (void)SplitKey(pcKey, pstSegments, uiCount);
     }
-    RsAuthConfigTrieNode *pstLeaf =
-        FirstLeafChild(Search(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0, pstTrail));
+    RsAuthConfigTrieNode *pstLeaf = FirstLeafChild(Search(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0, pstTrail));
     if (pstSegments != astInline) free(pstSegments);
     return pstLeaf;
 }
@@ -123,7 +122,7 @@ extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcK
 }
 
 extern "C" RS_API RsAuthConfigTrieNode *RsAuthTrieSearchTraced(const char *pcKey, const char **ppcNames, u32 uiMax,
-                                                              u32 *puiDepth) {
+                                                               u32 *puiDepth) {
     Trail stTrail = {ppcNames, uiMax, 0};
     RsAuthConfigTrieNode *pstLeaf = FindLeaf(pcKey, &stTrail);
     if (puiDepth != nullptr) *puiDepth = pstLeaf != nullptr ? std::min(stTrail.uiDepth, uiMax) : 0;

@@ -58,8 +58,7 @@ extern "C" RS_API u32 RsConfModuleLoad(RS_META_MODULE *pstModule, void *pArg) {
     } else if (pstModule->acInitName[0] != '\0') {
         RS_LOG(RS_LOG_ERROR, "Init function %s not found in %s.", pstModule->acInitName, pstModule->acPath);
         RsProblemReport(RsConfLoadInstId(pArg), "%sinit function %s not found in %s",
-                        RsWhere(pstModule->stSource).acText, pstModule->acInitName,
-                        pstModule->acPath);
+                        RsWhere(pstModule->stSource).acText, pstModule->acInitName, pstModule->acPath);
     }
     return RS_OK;
 }
@@ -79,15 +78,14 @@ extern "C" RS_API u32 RsConfHandlerLoad(RS_META_HANDLER *pstHandler, void *pArg)
     if (pstModule == nullptr) {
         RS_LOG(RS_LOG_ERROR, "HandlerLoad error, because moudle is null. Handler name:%s", pstHandler->acHandlerName);
         RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s has no module (no load line before it)",
-                        RsWhere(pstHandler->stSource).acText,
-                        pstHandler->acUrl, pstHandler->acHandlerName);
+                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName);
         return RS_ERR;
     }
     if (pstModule->pHandle == nullptr) {
         RS_LOG(RS_LOG_ERROR, "HandlerLoad error, because so-handle is null. So path:%s", pstModule->acPath);
         RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s not resolved, module %s not loaded",
-                        RsWhere(pstHandler->stSource).acText,
-                        pstHandler->acUrl, pstHandler->acHandlerName, pstModule->acPath);
+                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName,
+                        pstModule->acPath);
         return RS_ERR;
     }
     (void)dlerror();
@@ -95,8 +93,8 @@ extern "C" RS_API u32 RsConfHandlerLoad(RS_META_HANDLER *pstHandler, void *pArg)
     if (pSymbol == nullptr) {
         RS_LOG(RS_LOG_ERROR, "dlsym error - %s.", dlerror());
         RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s not found in %s",
-                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl,
-                        pstHandler->acHandlerName, pstModule->acPath);
+                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName,
+                        pstModule->acPath);
         return RS_ERR;
     }
     RsConfHandlerSetHandler(pstHandler, reinterpret_cast<RS_HANDLER_FUNC>(pSymbol));

@@ -191,8 +191,9 @@ static u32 RsConfGroupIdParse(const char *pcText) {
 static void RsConfGroupIdCheck(const RS_CONF_CONTEXT *pstContext, const char *pcText, u32 uiGroupId) {
     if (pcText == nullptr || strcmp(pcText, "-1") == 0) return;
     if (pcText[strspn(pcText, "0123456789")] == '\0' && strlen(pcText) <= 9) return;
-    RsProblemReport(RsConfContextInstId(pstContext), "%s line %u: group \"%s\" is not a number from 0 to 999999999 or -1, read as %d",
-                    t_pcParsePath, t_uiParseLine, pcText, static_cast<int>(uiGroupId));
+    RsProblemReport(RsConfContextInstId(pstContext),
+                    "%s line %u: group \"%s\" is not a number from 0 to 999999999 or -1, read as %d", t_pcParsePath,
+                    t_uiParseLine, pcText, static_cast<int>(uiGroupId));
 }
 
 static void RsConfDomainRaiseMaxGroupId(RS_META_DOMAIN *pstDomain, u32 uiGroupId) {

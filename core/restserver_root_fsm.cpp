@@ -80,7 +80,8 @@ extern "C" RS_API u32 RESTSERVER_InstCheck(RS_INSTANCE *pstInst) {
     try {
         if (!RsInstStartable(pstInst)) return RS_ERR;
         // The register phase leaves its own state behind; a failure of it goes where the table sends it.
-        if (RsFsmRun(pstInst, RS_STATE_REGISTERING) != RS_OK) (void)g_astRsFsm[RS_STATE_REGISTERING - 1][1].pfnProc(pstInst);
+        if (RsFsmRun(pstInst, RS_STATE_REGISTERING) != RS_OK)
+            (void)g_astRsFsm[RS_STATE_REGISTERING - 1][1].pfnProc(pstInst);
         RS_KERNEL_SERVER *pstKernel = pstInst->pstWebEnv != nullptr ? pstInst->pstWebEnv->pstKernel : nullptr;
         if (pstKernel == nullptr) return RS_ERR;
         u32 uiRet = RsKernelTlsCheck(pstKernel, pstInst->ucInstId);

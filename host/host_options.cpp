@@ -33,16 +33,20 @@ std::string *CommandValue(std::string_view arg, HostOptions &options) {
 }
 
 bool CommandSet(std::string_view arg, HostOptions &options) {
-    if (arg == "--check") options.command = HostCommand::kCheck;
-    else if (arg == "--explain") options.command = HostCommand::kExplain;
-    else if (arg == "--make-token") options.command = HostCommand::kMakeToken;
-    else return false;
+    if (arg == "--check")
+        options.command = HostCommand::kCheck;
+    else if (arg == "--explain")
+        options.command = HostCommand::kExplain;
+    else if (arg == "--make-token")
+        options.command = HostCommand::kMakeToken;
+    else
+        return false;
     return true;
 }
 
 bool CommandComplete(const HostOptions &options, std::string &error) {
-    if (options.command == HostCommand::kMakeToken && (!options.roles_given || options.signer.empty() ||
-                                                       options.key.empty()))
+    if (options.command == HostCommand::kMakeToken &&
+        (!options.roles_given || options.signer.empty() || options.key.empty()))
         error = "--make-token needs --roles, --signer and --key";
     else if (options.command == HostCommand::kExplain && !options.token_file.empty() &&
              (options.roles_given || options.domain_given))

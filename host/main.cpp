@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "auth_readiness.h"
@@ -97,6 +98,8 @@ int main(int argc, char **argv) {
         return kExitServed;
     }
     if (options.command == host::HostCommand::kMakeToken) return host::TokenCommand(options);
+    // The token file is named from where the host was started, not from bin/.
+    if (!options.token_file.empty()) options.token_file = std::filesystem::absolute(options.token_file).string();
     if (!EnterDeployment(options.root)) return kExitNotServing;
     if (options.command == host::HostCommand::kCheck) return host::CheckCommand();
     if (options.command == host::HostCommand::kExplain) return host::ExplainCommand(options);

@@ -105,12 +105,14 @@ int TokenCommand(const HostOptions &options) {
         }
     }
     if (roles.empty() || (!options.domain.empty() && !PlainWord(options.domain))) {
-        std::fprintf(stderr, "restserver-host: --roles needs a role and --domain a plain word (letters, digits, _ . : @ -)\n");
+        std::fprintf(stderr,
+                     "restserver-host: --roles needs a role and --domain a plain word (letters, digits, _ . : @ -)\n");
         return 2;
     }
     std::string expires;
     if (!ExpiryText(options.expires, expires)) {
-        std::fprintf(stderr, "restserver-host: --expires takes N followed by s, m, h or d, or YYYY-MM-DDTHH:MM:SS, not '%s'\n",
+        std::fprintf(stderr,
+                     "restserver-host: --expires takes N followed by s, m, h or d, or YYYY-MM-DDTHH:MM:SS, not '%s'\n",
                      options.expires.c_str());
         return 2;
     }

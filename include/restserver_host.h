@@ -85,9 +85,9 @@ RS_API void RESTSERVER_ProblemSinkSet(RS_PROBLEM_SINK pfnSink, void *pUser);
  */
 #define RS_EXPLAIN_TEXT_SIZE 512u
 typedef struct {
-    uint32_t uiAuthOn;    /* 0: authentication is off in platform.json, every request passes */
-    uint32_t uiRuleFound; /* 0: no rule matches the key, refused to everyone */
-    uint32_t uiGranted;   /* the verdict: 1 passes the filter, 0 refused (403) */
+    uint32_t uiAuthOn;                       /* 0: authentication is off in platform.json, every request passes */
+    uint32_t uiRuleFound;                    /* 0: no rule matches the key, refused to everyone */
+    uint32_t uiGranted;                      /* the verdict: 1 passes the filter, 0 refused (403) */
     char acKey[RS_EXPLAIN_TEXT_SIZE];        /* the request key the rules judge */
     char acPath[RS_EXPLAIN_TEXT_SIZE];       /* the trie nodes taken, joined by " > " */
     char acRule[RS_EXPLAIN_TEXT_SIZE];       /* the right.json rule reached and its action */

@@ -25,7 +25,8 @@ struct Ops {
     }
     // The host's exit status and everything it printed.
     std::pair<int, std::string> Run(const std::string &args) const {
-        FILE *pipe = popen((dir.Path("bin/restserver-host") + " --root " + dir.Root() + " " + args + " 2>&1").c_str(), "r");
+        FILE *pipe =
+            popen((dir.Path("bin/restserver-host") + " --root " + dir.Root() + " " + args + " 2>&1").c_str(), "r");
         std::string out;
         char buffer[512];
         while (pipe != nullptr && fgets(buffer, sizeof(buffer), pipe) != nullptr)
@@ -36,8 +37,8 @@ struct Ops {
     std::string Token(const std::string &roles, const std::string &expires) const {
         const std::string pki = dir.Path("conf/demo-pki/");
         const std::string file = dir.Path("conf/demo-tokens/" + roles + expires + ".token");
-        auto [status, out] = Run("--make-token --roles " + roles + " --domain demo --expires " + expires + " --signer " +
-                                 pki + "sign.pem --key " + pki + "sign.key");
+        auto [status, out] = Run("--make-token --roles " + roles + " --domain demo --expires " + expires +
+                                 " --signer " + pki + "sign.pem --key " + pki + "sign.key");
         if (status != 0) throw std::runtime_error("--make-token failed: " + out);
         dir.Write("conf/demo-tokens/" + roles + expires + ".token", out);
         return file;
@@ -112,14 +113,16 @@ TEST(Explain, VerdictsAreTheRunningServersWithTokensMadeByTheHost) {
         explained.push_back(status);
     }
     uint16_t port = 0;
-    auto host = HostStart(ops.dir.Path("bin/restserver-host"), ops.dir, FileText(ops.dir.Path("conf/platform.json")),
-                          port);
+    auto host =
+        HostStart(ops.dir.Path("bin/restserver-host"), ops.dir, FileText(ops.dir.Path("conf/platform.json")), port);
     ASSERT_NE(host, nullptr);
     TlsOptions tls{ops.dir.Path("conf/server.pem")};
     HttpClient client(port, &tls);
     for (size_t i = 0; i < std::size(cases); ++i) {
         const Case &c = cases[i];
-        std::string field = c.token.empty() ? "" : "x-access-token: " + FileText(c.token).substr(0, FileText(c.token).find('\n')) + "\r\n";
+        std::string field =
+            c.token.empty() ? ""
+                            : "x-access-token: " + FileText(c.token).substr(0, FileText(c.token).find('\n')) + "\r\n";
         Answer answer = client.Call(Request(c.method, c.path, "", field));
         EXPECT_EQ(answer.status == 403, explained[i] == 1) << c.method << " " << c.path << " " << answer.status;
         EXPECT_TRUE(explained[i] == 0 || explained[i] == 1);
