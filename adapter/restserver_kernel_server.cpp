@@ -11,6 +11,7 @@
 #include "auth/restserver_auth_rules.h"
 #include "auth/restserver_service_token.h"
 #include "core/restserver_core.h"
+#include "core/restserver_json_file.h"
 #include "core/restserver_log.h"
 #include "core/restserver_problem.h"
 #include "plat_config.h"
@@ -62,13 +63,15 @@ extern "C" RS_API RS_KERNEL_SERVER *RsKernelInit(void) {
     }
     if (JwtConfigLoad() != 0) {
         RS_LOG(RS_LOG_ERROR, "JwtConfigLoad Fail.");
-        RsProblemReport(RS_INST_ID_NONE, "service JWT not loaded from %s: no instance can be made", RS_JWT_JSON_PATH);
+        const char *pcWhy = RsJsonFileWhy()[0] != '\0' ? RsJsonFileWhy() : "no string member \"jwt\"";
+        RsProblemReport(RS_INST_ID_NONE, "service JWT not loaded from %s (%s): no instance can be made",
+                        RS_JWT_JSON_PATH, pcWhy);
         return RsKernelInitFail(pstServer);
     }
     if (ServiceUrlConfigLoad() != 0) {
         RS_LOG(RS_LOG_ERROR, "ServiceUrlConfigLoad Fail.");
-        RsProblemReport(RS_INST_ID_NONE, "service URLs not loaded from %s: no instance can be made",
-                        RS_SERVICE_URL_JSON_PATH);
+        RsProblemReport(RS_INST_ID_NONE, "service URLs not loaded from %s (%s): no instance can be made",
+                        RS_SERVICE_URL_JSON_PATH, RsJsonFileWhy());
         return RsKernelInitFail(pstServer);
     }
     return pstServer;

@@ -7,6 +7,7 @@
 #include "adapter/restserver_kernel.h"
 #include "config/restserver_cfg.h"
 #include "core/restserver_log.h"
+#include "core/restserver_problem.h"
 #include "plat_config.h"
 #include "plat_kernel.h"
 
@@ -94,4 +95,14 @@ extern "C" RS_API void RsKernelAuthEnable(RS_KERNEL_SERVER *pstServer, RS_META_A
     }
     RS_LOG(RS_LOG_INFO, "free Microservice RestCfg ok.");
     Haf_FreeMicroserviceRestCfg(&pstAuth->pstMsRestCfg);
+}
+
+// The engine keeps the reason and refuses to start with it; the settings are
+// named as platform.json writes them, since the reason names only the file.
+extern "C" RS_API u32 RsKernelTlsCheck(RS_KERNEL_SERVER *pstServer, u8 ucInstId) {
+    if (pstServer == nullptr) return RS_ERR;
+    char acWhy[256] = {0};
+    if (REST_ServerTlsProblemGet(pstServer->hServer, acWhy, sizeof(acWhy)) == 0) return RS_OK;
+    RsProblemReport(ucInstId, "../conf/platform.json rest.tls: %s", acWhy);
+    return RS_ERR;
 }

@@ -34,6 +34,9 @@ RS_API u32 RsKernelGroupEnable(RS_KERNEL_SERVER *pstServer, u32 uiGroupCount);
 RS_API void RsKernelAuthEnable(RS_KERNEL_SERVER *pstServer, struct RS_META_AUTH *pstAuth);
 RS_API void RsKernelHandlerReg(RS_KERNEL_SERVER *pstServer, struct RS_HANDLER_CONTEXT *pstContext);
 RS_API u32 RsKernelForkListenThread(RS_KERNEL_SERVER *pstServer);
+/* Before any start: reports through the problem sink why the TLS settings
+ * handed over would keep the server from starting; 0 when nothing would. */
+RS_API u32 RsKernelTlsCheck(RS_KERNEL_SERVER *pstServer, u8 ucInstId);
 
 /* Stand-alone request and response objects: null when the allocation fails. */
 RS_API RS_REQUEST *RsRequestBuild(RS_SESSION *pstSession, void *pHandle);

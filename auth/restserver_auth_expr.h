@@ -87,6 +87,10 @@ RS_API void RsExprTreeFree(RsExprNode *pstRoot);
 /* Tokenizes (in place) and parses one expression; returns RsTokenize's status. */
 RS_API u32 RsExprCompile(char *pcExpr, RsExprToken **ppstList, RsExprNode **ppstTree);
 
+/* RS_EXPR_OK when the text is well formed (every word a term, operator or
+ * bracket, the grammar complete), else RS_EXPR_ERR with why in pcWhy. The
+ * server uses a text that is not well formed all the same. */
+RS_API u32 RsExprWellFormed(const char *pcExpr, char *pcWhy, u32 uiWhySize);
 /* 1 granted, 0 refused; a missing tree or record grants. */
 RS_API u32 ExpressionParse(const RsExprNode *pstNode, const RsTokenItem *pstItem);
 

@@ -52,6 +52,10 @@ RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *pstNode, cons
                                              u32 uiCount, u32 uiDepth);
 RS_API RsAuthConfigTrieNode *SearchNextNode(RsAuthConfigTrieNode *pstFirst, const char *pcName);
 RS_API RsExprNode *SearchAuthExpression(const char *pcKey);
+/* As SearchAuthConfigTrieNode, also naming the nodes the search went through
+ * to the leaf's parent (placeholders are "*"): at most uiMax, their count in
+ * *puiDepth (0 when no rule was found). The names live as long as the rules. */
+RS_API RsAuthConfigTrieNode *RsAuthTrieSearchTraced(const char *pcKey, const char **ppcNames, u32 uiMax, u32 *puiDepth);
 
 /* 0 granted, 0xFFFFFFFF refused. */
 RS_API u32 RsAuthAccessCheck(const char *pcKey, const RsTokenItem *pstItem);

@@ -5,6 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "auth/restserver_auth_rules.h"
 #include "auth/restserver_auth_trie_index.h"
 
@@ -52,24 +54,47 @@ extern "C" RS_API RsAuthConfigTrieNode *SearchNextNode(RsAuthConfigTrieNode *pst
     return RsTrieSiblingWalk(pstFirst, {pcName, static_cast<u32>(strlen(pcName))});
 }
 
+namespace {
+
+// The names of the nodes a search went through, one per depth; uiDepth is
+// how many of them lead to the node found.
+struct Trail {
+    const char **ppcNames;
+    u32 uiMax;
+    u32 uiDepth;
+};
+
+void TrailNote(Trail *pstTrail, u32 uiDepth, const RsAuthConfigTrieNode *pstChild) {
+    if (pstTrail != nullptr && pstChild != nullptr && uiDepth < pstTrail->uiMax)
+        pstTrail->ppcNames[uiDepth] = pstChild->name;
+}
+
 // "***" is returned as found, without descending: it swallows every remaining
 // segment. A key segment that is itself "***" therefore ends the search here.
-extern "C" RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *pstNode, const RsKeySegment *pstSegments,
-                                                        u32 uiCount, u32 uiDepth) {
+RsAuthConfigTrieNode *Search(RsAuthConfigTrieNode *pstNode, const RsKeySegment *pstSegments, u32 uiCount, u32 uiDepth,
+                             Trail *pstTrail) {
     if (pstNode == nullptr || pstSegments == nullptr || uiDepth >= uiCount || pstNode->children == nullptr) {
         return nullptr;
     }
     const RsKeySegment astCandidates[] = {pstSegments[uiDepth], kPlaceholder, kAnySuffix};
     for (const RsKeySegment &stCandidate : astCandidates) {
         RsAuthConfigTrieNode *pstChild = RsTrieChildFind(&pstNode->children, stCandidate);
-        if (SameText(stCandidate, kAnySuffix)) return pstChild;
-        if (uiDepth + 1 < uiCount) pstChild = RecursiveSearch(pstChild, pstSegments, uiCount, uiDepth + 1);
+        TrailNote(pstTrail, uiDepth, pstChild);
+        if (SameText(stCandidate, kAnySuffix)) {
+            if (pstTrail != nullptr) pstTrail->uiDepth = uiDepth + 1;
+            return pstChild;
+        }
+        if (uiDepth + 1 < uiCount) {
+            pstChild = Search(pstChild, pstSegments, uiCount, uiDepth + 1, pstTrail);
+        } else if (pstTrail != nullptr) {
+            pstTrail->uiDepth = uiDepth + 1;
+        }
         if (FirstLeafChild(pstChild) != nullptr) return pstChild;
     }
     return nullptr;
 }
 
-extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcKey) {
+RsAuthConfigTrieNode *FindLeaf(const char *pcKey, Trail *pstTrail) {
     if (pcKey == nullptr) return nullptr;
     RsKeySegment astInline[kInlineSegments];
     RsKeySegment *pstSegments = astInline;
@@ -80,8 +105,27 @@ extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcK
         if (pstSegments == nullptr) return nullptr;
         (void)SplitKey(pcKey, pstSegments, uiCount);
     }
-    RsAuthConfigTrieNode *pstLeaf = FirstLeafChild(RecursiveSearch(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0));
+    RsAuthConfigTrieNode *pstLeaf = FirstLeafChild(Search(&g_AuthConfigTrieRoot, pstSegments, uiCount, 0, pstTrail));
     if (pstSegments != astInline) free(pstSegments);
+    return pstLeaf;
+}
+
+}  // namespace
+
+extern "C" RS_API RsAuthConfigTrieNode *RecursiveSearch(RsAuthConfigTrieNode *pstNode, const RsKeySegment *pstSegments,
+                                                        u32 uiCount, u32 uiDepth) {
+    return Search(pstNode, pstSegments, uiCount, uiDepth, nullptr);
+}
+
+extern "C" RS_API RsAuthConfigTrieNode *SearchAuthConfigTrieNode(const char *pcKey) {
+    return FindLeaf(pcKey, nullptr);
+}
+
+extern "C" RS_API RsAuthConfigTrieNode *RsAuthTrieSearchTraced(const char *pcKey, const char **ppcNames, u32 uiMax,
+                                                               u32 *puiDepth) {
+    Trail stTrail = {ppcNames, uiMax, 0};
+    RsAuthConfigTrieNode *pstLeaf = FindLeaf(pcKey, &stTrail);
+    if (puiDepth != nullptr) *puiDepth = pstLeaf != nullptr ? std::min(stTrail.uiDepth, uiMax) : 0;
     return pstLeaf;
 }
 

@@ -24,6 +24,11 @@
 static thread_local const char *t_pcParsePath = "";
 static thread_local u32 t_uiParseLine = 0;
 
+static void RsConfSourceSet(RS_CONF_SOURCE *pstSource) {
+    (void)RsStrNCpy(pstSource->acFile, t_pcParsePath, RS_PATH_MAX_LEN);
+    pstSource->uiLine = t_uiParseLine;
+}
+
 static u8 RsConfContextInstId(const RS_CONF_CONTEXT *pstContext) {
     return pstContext->pstInst != nullptr ? pstContext->pstInst->ucInstId : static_cast<u8>(RS_INST_ID_NONE);
 }
@@ -171,6 +176,7 @@ extern "C" RS_API u32 RsConfConfigLoadParser(char *pcValue, RS_CONF_CONTEXT *pst
     (void)RsStrSplit(pcValue, " ", apcFields, RS_LOAD_SLOTS);
     if (apcFields[0] == nullptr) return RS_ERR;
     pstContext->pstCurModule = RsConfModuleCreate(pstContext->pstInst, apcFields[0], apcFields[1]);
+    if (pstContext->pstCurModule != nullptr) RsConfSourceSet(&pstContext->pstCurModule->stSource);
     return RS_OK;
 }
 
@@ -179,6 +185,15 @@ extern "C" RS_API u32 RsConfConfigLoadParser(char *pcValue, RS_CONF_CONTEXT *pst
 static u32 RsConfGroupIdParse(const char *pcText) {
     if (pcText == nullptr) return RS_GROUP_NONE;
     return static_cast<u32>(strtoll(pcText, nullptr, 10));
+}
+
+// Read as above all the same; only a number of 0 or more, or -1, says what was meant.
+static void RsConfGroupIdCheck(const RS_CONF_CONTEXT *pstContext, const char *pcText, u32 uiGroupId) {
+    if (pcText == nullptr || strcmp(pcText, "-1") == 0) return;
+    if (pcText[strspn(pcText, "0123456789")] == '\0' && strlen(pcText) <= 9) return;
+    RsProblemReport(RsConfContextInstId(pstContext),
+                    "%s line %u: group \"%s\" is not a number from 0 to 999999999 or -1, read as %d", t_pcParsePath,
+                    t_uiParseLine, pcText, static_cast<int>(uiGroupId));
 }
 
 static void RsConfDomainRaiseMaxGroupId(RS_META_DOMAIN *pstDomain, u32 uiGroupId) {
@@ -198,11 +213,13 @@ extern "C" RS_API u32 RsConfConfigUrlParser(char *pcValue, RS_CONF_CONTEXT *pstC
         return RS_ERR;
     }
     u32 uiGroupId = RsConfGroupIdParse(apcFields[2]);
+    RsConfGroupIdCheck(pstContext, apcFields[2], uiGroupId);
     RS_META_HANDLER *pstMetaHandler = RsConfHandlerCreate(pstContext->pstInst, uiGroupId, apcFields[0], apcFields[1]);
     if (pstMetaHandler == nullptr) {
         RS_LOG(RS_LOG_ERROR, "pstMetaHandler is null.");
         return RS_ERR;
     }
+    RsConfSourceSet(&pstMetaHandler->stSource);
     // Without a domain the handler has no list to live in.
     if (pstContext->pstCurDomain == nullptr) {
         free(pstMetaHandler);

@@ -3,6 +3,7 @@
 // buffer of that size and parse it.
 #include "core/restserver_json_file.h"
 
+#include <errno.h>
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,6 +15,20 @@
 namespace {
 
 constexpr u32 kReadFailed = 0xFFFFFFFFu;
+
+thread_local char t_acWhy[128] = "";
+
+void WhySet(const char *pcWhy) {
+    (void)snprintf_s(t_acWhy, sizeof(t_acWhy), sizeof(t_acWhy) - 1, "%s", pcWhy);
+}
+
+// cJSON stops at the first byte it cannot take; lines count from 1.
+void WhyParseSet(const char *pcText, u32 uiOffset) {
+    u32 uiLine = 1;
+    for (u32 i = 0; i < uiOffset && pcText[i] != '\0'; ++i)
+        uiLine += pcText[i] == '\n' ? 1 : 0;
+    (void)snprintf_s(t_acWhy, sizeof(t_acWhy), sizeof(t_acWhy) - 1, "not JSON from line %u", uiLine);
+}
 
 void LogFailure(const char *pcMessage) {
     if (pcMessage != nullptr) RS_LOG(RS_LOG_ERROR, "%s", pcMessage);
@@ -53,12 +68,15 @@ u32 ParseOpenFile(FILE *pstFile, const RS_JSON_FILE_MSGS *pstMsgs, CFJSON **ppst
     rewind(pstFile);
     char *pcText = static_cast<char *>(malloc(ulSize));
     if (pcText == nullptr) {
+        WhySet("out of memory");
         LogFailure(pstMsgs->pcTextAllocFail);
         return kReadFailed;
     }
     (void)memset_s(pcText, ulSize, 0, ulSize);
     ReadText(pstFile, pcText, ulSize, pstMsgs);
-    CFJSON *pstDoc = CFJSON_Parse(pcText);
+    u32 uiErrorOffset = 0;
+    CFJSON *pstDoc = CFJSON_ParseAt(pcText, &uiErrorOffset);
+    if (pstDoc == nullptr) WhyParseSet(pcText, uiErrorOffset);
     free(pcText);
     if (pstDoc == nullptr) {
         LogFailure(pstMsgs->pcParseFail);
@@ -70,11 +88,13 @@ u32 ParseOpenFile(FILE *pstFile, const RS_JSON_FILE_MSGS *pstMsgs, CFJSON **ppst
 
 u32 ReadResolvedFile(const char *pcPath, char *pcResolved, const RS_JSON_FILE_MSGS *pstMsgs, CFJSON **ppstDoc) {
     if (!ResolvePath(pcPath, pcResolved)) {
+        WhySet(strerror(errno));
         LogFailure(pstMsgs->pcPathInvalid);
         return kReadFailed;
     }
     FILE *pstFile = fopen(pcResolved, "r");
     if (pstFile == nullptr) {
+        WhySet(strerror(errno));
         LogFailure(pstMsgs->pcOpenFail);
         return kReadFailed;
     }
@@ -87,12 +107,18 @@ u32 ReadResolvedFile(const char *pcPath, char *pcResolved, const RS_JSON_FILE_MS
 
 extern "C" RS_API u32 RsJsonFileRead(const char *pcPath, const RS_JSON_FILE_MSGS *pstMsgs, CFJSON **ppstDoc) {
     if (pstMsgs == nullptr || ppstDoc == nullptr) return kReadFailed;
+    WhySet("");
     char *pcResolved = static_cast<char *>(malloc(RS_JSON_PATH_SIZE));
     if (pcResolved == nullptr) {
+        WhySet("out of memory");
         LogFailure(pstMsgs->pcPathAllocFail);
         return kReadFailed;
     }
     u32 uiRet = ReadResolvedFile(pcPath, pcResolved, pstMsgs, ppstDoc);
     free(pcResolved);
     return uiRet;
+}
+
+extern "C" RS_API const char *RsJsonFileWhy(void) {
+    return t_acWhy;
 }

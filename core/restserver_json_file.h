@@ -27,6 +27,9 @@ typedef struct {
 
 /* 0 with the document in *ppstDoc (the caller deletes it), or 0xFFFFFFFF with *ppstDoc untouched. */
 RS_API u32 RsJsonFileRead(const char *pcPath, const RS_JSON_FILE_MSGS *pstMsgs, CFJSON **ppstDoc);
+/* Why this thread's last RsJsonFileRead failed, for an operator ("No such file
+ * or directory", "not JSON from line 3"); "" after a success. */
+RS_API const char *RsJsonFileWhy(void);
 
 RS_END_DECLS
 

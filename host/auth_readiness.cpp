@@ -36,7 +36,34 @@ bool Readable(const std::string &path) {
     return access(path.c_str(), R_OK) == 0;
 }
 
+// The tool's first line of output and whether it succeeded; SIGCHLD is still at its default here.
+bool ToolRun(const std::string &command, std::string &first_line) {
+    std::FILE *pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) return false;
+    char line[256] = {};
+    if (std::fgets(line, sizeof(line), pipe) != nullptr) first_line = line;
+    while (std::fgets(line, sizeof(line), pipe) != nullptr) {
+    }
+    if (!first_line.empty() && first_line.back() == '\n') first_line.pop_back();
+    return pclose(pipe) == 0;
+}
+
 }  // namespace
+
+std::vector<std::string> AuthReadinessProblems() {
+    std::vector<std::string> problems;
+    if (g_stSspBaseAppConfig.uiAuthEnable == 0) return problems;
+    std::string tool = ToolOnPath("openssl");
+    if (tool.empty()) problems.push_back("openssl: no openssl tool on PATH: every new token will be refused");
+    if (access(kCertDir, W_OK | X_OK) != 0)
+        problems.push_back(std::string(kCertDir) + ": not a writable folder: no token can be verified");
+    std::string ca = std::string(kCertDir) + "/caCert.pem", sign = std::string(kCertDir) + "/signCert.pem";
+    if (tool.empty() || !Readable(ca) || !Readable(sign)) return problems;
+    std::string output;
+    if (!ToolRun("'" + tool + "' verify -CAfile " + ca + " " + sign, output))
+        problems.push_back(sign + ": does not verify against " + ca + " (" + output + ")");
+    return problems;
+}
 
 void AuthReadinessReport() {
     if (g_stSspBaseAppConfig.uiAuthEnable == 0) return;

@@ -7,12 +7,14 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "auth_readiness.h"
 #include "host_instances.h"
 #include "host_options.h"
 #include "listen_config.h"
+#include "operator_commands.h"
 #include "plat_config.h"
 #include "restserver_host.h"
 #include "service_notify.h"
@@ -98,7 +100,12 @@ int main(int argc, char **argv) {
         host::HostUsagePrint(stdout);
         return kExitServed;
     }
+    if (options.command == host::HostCommand::kMakeToken) return host::TokenCommand(options);
+    // The token file is named from where the host was started, not from bin/.
+    if (!options.token_file.empty()) options.token_file = std::filesystem::absolute(options.token_file).string();
     if (!EnterDeployment(options.root)) return kExitNotServing;
+    if (options.command == host::HostCommand::kCheck) return host::CheckCommand();
+    if (options.command == host::HostCommand::kExplain) return host::ExplainCommand(options);
     signals.Watch();
     return Serve(options, signals);
 }

@@ -32,6 +32,14 @@ RS_API uint32_t RESTSERVER_InstMake(RS_INSTANCE **ppstInst, uint8_t *pucInstId);
 RS_API uint32_t RESTSERVER_InstStart(RS_INSTANCE *pstInst);
 RS_API uint32_t RESTSERVER_InstDestroy(RS_INSTANCE *pstInst);
 RS_API uint32_t RsStateGet(RS_INSTANCE *pstInst);
+/*
+ * Instead of RESTSERVER_InstStart, on a made instance: runs the start's own
+ * parse, load (modules opened, init functions run) and register phases, and
+ * judges the TLS settings, without binding or listening. Every problem met
+ * goes to the problem sink, as at a start. 0 when the instance would start,
+ * 0xFFFFFFFF when it would fail or could not serve. Destroy it afterwards.
+ */
+RS_API uint32_t RESTSERVER_InstCheck(RS_INSTANCE *pstInst);
 
 /*
  * Start-up report of an instance, once RESTSERVER_InstStart returned: the
@@ -61,6 +69,36 @@ RS_API uint32_t RESTSERVER_InstReportGet(RS_INSTANCE *pstInst, RS_INST_REPORT *p
  */
 typedef void (*RS_PROBLEM_SINK)(uint8_t ucInstId, const char *pcText, void *pUser);
 RS_API void RESTSERVER_ProblemSinkSet(RS_PROBLEM_SINK pfnSink, void *pUser);
+
+/*
+ * Why the auth filter passes or refuses a request, decided as the filter
+ * decides it: the access rules are loaded as a bring-up loads them (their
+ * problems go to the problem sink), the request key is looked up in the
+ * rule trie, and the rule's expression is evaluated for the caller. The
+ * caller is the token pcToken (header form, verified with the openssl tool
+ * against ../data/vog_cert and checked for expiry, as the filter does) or,
+ * without one, a caller holding pcRoles (comma-separated, "role:" added
+ * where missing) in domain pcDomain; with neither, a request without a token.
+ * pcUri is the path as the engine passes it on (a query is left out).
+ * 0 with pstOut filled, 0xFFFFFFFF when the rules cannot be loaded or an
+ * argument is null.
+ */
+#define RS_EXPLAIN_TEXT_SIZE 512u
+typedef struct {
+    uint32_t uiAuthOn;                       /* 0: authentication is off in platform.json, every request passes */
+    uint32_t uiRuleFound;                    /* 0: no rule matches the key, refused to everyone */
+    uint32_t uiGranted;                      /* the verdict: 1 passes the filter, 0 refused (403) */
+    char acKey[RS_EXPLAIN_TEXT_SIZE];        /* the request key the rules judge */
+    char acPath[RS_EXPLAIN_TEXT_SIZE];       /* the trie nodes taken, joined by " > " */
+    char acRule[RS_EXPLAIN_TEXT_SIZE];       /* the right.json rule reached and its action */
+    char acExpression[RS_EXPLAIN_TEXT_SIZE]; /* the action's expression */
+    char acTerms[RS_EXPLAIN_TEXT_SIZE];      /* each role and domain term with its value for the caller */
+    char acCaller[RS_EXPLAIN_TEXT_SIZE];     /* who was judged, or why the token was refused */
+    char acReason[RS_EXPLAIN_TEXT_SIZE];     /* the verdict in words */
+} RS_ACCESS_EXPLAIN;
+
+RS_API uint32_t RESTSERVER_AccessExplain(const char *pcMethod, const char *pcUri, const char *pcRoles,
+                                         const char *pcDomain, const char *pcToken, RS_ACCESS_EXPLAIN *pstOut);
 
 /* Request tracing: on (uiEnable non-zero) with batches of uiMax records
  * written to ../var/log/slot-<slot>/rest_req_trace_info.log, or off. */

@@ -38,8 +38,9 @@ another terminal:
   curl --cacert $cert -H "x-access-token: \$(cat $tokens/admin.token)" -X PUT --data 'a red chair' $url/items/chair
   curl --cacert $cert -H "x-access-token: \$(cat $tokens/operator.token)" '$url/echo/world?q=42'
 
-The rules are in $demo/conf/vog_auth/; scripts/make-token.sh makes tokens
-for other roles. The log is $demo/var/log/restserver.log. Ctrl-C stops the
+The rules are in $demo/conf/vog_auth/; restserver-host --make-token makes
+tokens for other roles, --explain tells why a request is refused, --check
+checks the deployment (see the README's Operations section). The log is $demo/var/log/restserver.log. Ctrl-C stops the
 server.
 
 TRY

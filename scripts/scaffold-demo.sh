@@ -67,7 +67,8 @@ cp "$pki/sign.pem" "$dest/data/vog_cert/signCert.pem"
 find "$tokens" -name '*.token' -mtime +300 -delete
 for who in operator admin; do
   if [ ! -s "$tokens/$who.token" ]; then
-    (umask 077 && bash "$repo/scripts/make-token.sh" "demo_$who" demo "+1 year" "$dest" >"$tokens/$who.token")
+    (umask 077 && "$dest/bin/restserver-host" --make-token --roles "demo_$who" --domain demo --expires 365d \
+      --signer "$pki/sign.pem" --key "$pki/sign.key" >"$tokens/$who.token")
     echo "scaffold: made the demo token $tokens/$who.token"
   fi
 done

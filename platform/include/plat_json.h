@@ -9,6 +9,8 @@ PLAT_BEGIN_DECLS
 typedef struct CFJSON CFJSON;
 
 PLAT_API CFJSON *CFJSON_Parse(const char *pcText);
+/* As CFJSON_Parse; on failure *puiErrorOffset is where the text stops being JSON. */
+PLAT_API CFJSON *CFJSON_ParseAt(const char *pcText, u32 *puiErrorOffset);
 PLAT_API CFJSON *CFJSON_ObjectItemGet(const CFJSON *pstObject, const char *pcName);
 PLAT_API CFJSON *CFJSON_ArrayItemGet(const CFJSON *pstArray, u32 uiIndex);
 /* Element count of an array; 0 for anything else. */

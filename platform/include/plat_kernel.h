@@ -98,6 +98,12 @@ PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats);
  * TLS setting at fault, "not started"). The text is cut to the buffer.
  */
 PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize);
+/*
+ * Before a start: 0 when the TLS asked for was applied or none was asked
+ * for, else non-zero with why it cannot be (the setting or file at fault),
+ * which is what a start would then refuse with. The text is cut to the buffer.
+ */
+PLAT_API u32 REST_ServerTlsProblemGet(REST_HANDLE hServer, char *pcText, u32 uiSize);
 
 /* Request. Texts are NUL-terminated and owned by the request. */
 PLAT_API u32 REST_RequestMethodGet(REST_REQ req);

@@ -26,6 +26,15 @@ extern "C" PLAT_API CFJSON *CFJSON_Parse(const char *pcText) {
     return Wrap(cJSON_Parse(pcText));
 }
 
+extern "C" PLAT_API CFJSON *CFJSON_ParseAt(const char *pcText, u32 *puiErrorOffset) {
+    if (pcText == nullptr) return nullptr;
+    const char *pcEnd = pcText;
+    cJSON *node = cJSON_ParseWithOpts(pcText, &pcEnd, 0);
+    if (node == nullptr && puiErrorOffset != nullptr && pcEnd != nullptr && pcEnd >= pcText)
+        *puiErrorOffset = static_cast<u32>(pcEnd - pcText);
+    return Wrap(node);
+}
+
 extern "C" PLAT_API CFJSON *CFJSON_ObjectItemGet(const CFJSON *pstObject, const char *pcName) {
     if (pcName == nullptr || !cJSON_IsObject(Node(pstObject))) return nullptr;
     return Wrap(cJSON_GetObjectItemCaseSensitive(Node(pstObject), pcName));

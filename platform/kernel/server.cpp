@@ -153,6 +153,12 @@ uint32_t Server::ListenInfo(std::string &text) const {
     return started_ ? PLAT_OK : PLAT_ERR;
 }
 
+uint32_t Server::TlsProblem(std::string &text) const {
+    std::lock_guard lock(mutex_);
+    text = tls_failure_;
+    return tls_failure_.empty() ? PLAT_OK : PLAT_ERR;
+}
+
 uint32_t Server::Start() {
     std::lock_guard lock(mutex_);
     if (started_) return PLAT_ERR;

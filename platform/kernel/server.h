@@ -54,6 +54,8 @@ public:
     // After Start: PLAT_OK with the bound addresses, else PLAT_ERR with why
     // the server does not serve.
     uint32_t ListenInfo(std::string &text) const;
+    // PLAT_ERR with the reason when the TLS asked for could not be applied.
+    uint32_t TlsProblem(std::string &text) const;
 
     // For connections.
     const Limits &limits() const { return limits_; }

@@ -184,6 +184,19 @@ PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize)
     });
 }
 
+PLAT_API u32 REST_ServerTlsProblemGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
+    return Guarded("TLS problem query", [&] {
+        std::string text;
+        u32 result = server->TlsProblem(text);
+        size_t length = std::min<size_t>(text.size(), uiSize - 1);
+        text.copy(pcText, length);
+        pcText[length] = '\0';
+        return result;
+    });
+}
+
 PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats) {
     Server *server = AsServer(hServer);
     if (server == nullptr || pstStats == nullptr) return PLAT_ERR;
