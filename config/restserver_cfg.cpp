@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include "config/restserver_cfg.h"
+#include "config/restserver_cfg_source.h"
 #include "core/restserver_log.h"
 
 #define RS_SESSION_INST_SHIFT 24u
@@ -25,10 +26,15 @@ extern "C" RS_API RS_CONF_ENV *RsConfEnvInit(RS_INSTANCE *pstInst, u8 ucInstId) 
 // adapter once registered, so only the model's own records are freed.
 extern "C" RS_API void RsConfEnvUnInit(RS_CONF_ENV *pstEnv) {
     if (pstEnv == nullptr) return;
-    RsListWalk(&pstEnv->stModuleList, [](RS_LIST_NODE *pstNode) { free(pstNode); });
+    RsListWalk(&pstEnv->stModuleList, [](RS_LIST_NODE *pstNode) {
+        RsConfSourceForget(RsListRecord<RS_META_MODULE>(pstNode));
+        free(pstNode);
+    });
     RsListWalk(&pstEnv->stDomainList, [](RS_LIST_NODE *pstNode) {
-        RsListWalk(&RsListRecord<RS_META_DOMAIN>(pstNode)->stHandlerList,
-                   [](RS_LIST_NODE *pstHandler) { free(pstHandler); });
+        RsListWalk(&RsListRecord<RS_META_DOMAIN>(pstNode)->stHandlerList, [](RS_LIST_NODE *pstHandler) {
+            RsConfSourceForget(RsListRecord<RS_META_HANDLER>(pstHandler));
+            free(pstHandler);
+        });
         free(pstNode);
     });
     RsListWalk(&pstEnv->stAuthList, [](RS_LIST_NODE *pstNode) { free(pstNode); });

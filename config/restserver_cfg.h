@@ -35,12 +35,6 @@ typedef struct RS_META_DOMAIN {
     RS_LIST_NODE stHandlerList;
 } RS_META_DOMAIN;
 
-/* Where a record's line stands, for the problems reported about it; an empty file for a record made elsewhere. */
-typedef struct RS_CONF_SOURCE {
-    char acFile[RS_PATH_MAX_LEN + 1];
-    u32 uiLine;
-} RS_CONF_SOURCE;
-
 typedef u32 (*RS_MODULE_INIT_FUNC)(u32 uiArg1, u32 uiArg2);
 
 typedef struct RS_META_MODULE {
@@ -49,7 +43,6 @@ typedef struct RS_META_MODULE {
     RS_MODULE_INIT_FUNC pfnInit;
     char acInitName[RS_NAME_MAX_LEN + 1];
     char acPath[RS_PATH_MAX_LEN + 1];
-    RS_CONF_SOURCE stSource;
 } RS_META_MODULE;
 
 typedef struct RS_META_HANDLER {
@@ -59,7 +52,6 @@ typedef struct RS_META_HANDLER {
     char acUrl[RS_URL_MAX_LEN + 1];
     char acHandlerName[RS_NAME_MAX_LEN + 1];
     u32 uiGroupId;
-    RS_CONF_SOURCE stSource;
 } RS_META_HANDLER;
 
 struct RS_CONF_ENV {

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include "config/restserver_cfg_loader.h"
+#include "config/restserver_cfg_source.h"
 #include "core/restserver_log.h"
 #include "core/restserver_problem.h"
 #include "plat_text.h"
@@ -16,16 +17,6 @@
 static u8 RsConfLoadInstId(const void *pArg) {
     return pArg != nullptr ? static_cast<const RS_INSTANCE *>(pArg)->ucInstId : static_cast<u8>(RS_INST_ID_NONE);
 }
-
-// "<file> line <n>: " before a problem about a configured record, when it came from a file.
-struct RsWhere {
-    char acText[RS_PATH_MAX_LEN + 24];
-    explicit RsWhere(const RS_CONF_SOURCE &stSource) : acText() {
-        if (stSource.acFile[0] != '\0')
-            (void)snprintf_s(acText, sizeof(acText), sizeof(acText) - 1, "%s line %u: ", stSource.acFile,
-                             stSource.uiLine);
-    }
-};
 
 extern "C" RS_API u32 RsConfLoad(RS_INSTANCE *pstInst) {
     RsStateSet(pstInst, RS_STATE_LOADING);
@@ -47,7 +38,7 @@ extern "C" RS_API u32 RsConfModuleLoad(RS_META_MODULE *pstModule, void *pArg) {
     if (pHandle == nullptr) {
         const char *pcError = dlerror();
         RS_LOG(RS_LOG_ERROR, "dlopen error - %s.", pcError);
-        RsProblemReport(RsConfLoadInstId(pArg), "%smodule %s not loaded: %s", RsWhere(pstModule->stSource).acText,
+        RsProblemReport(RsConfLoadInstId(pArg), "%smodule %s not loaded: %s", RsConfWhere(pstModule).acText,
                         pstModule->acPath, pcError);
         return RS_ERR;
     }
@@ -57,8 +48,8 @@ extern "C" RS_API u32 RsConfModuleLoad(RS_META_MODULE *pstModule, void *pArg) {
         (void)pstModule->pfnInit(0, 0);
     } else if (pstModule->acInitName[0] != '\0') {
         RS_LOG(RS_LOG_ERROR, "Init function %s not found in %s.", pstModule->acInitName, pstModule->acPath);
-        RsProblemReport(RsConfLoadInstId(pArg), "%sinit function %s not found in %s",
-                        RsWhere(pstModule->stSource).acText, pstModule->acInitName, pstModule->acPath);
+        RsProblemReport(RsConfLoadInstId(pArg), "%sinit function %s not found in %s", RsConfWhere(pstModule).acText,
+                        pstModule->acInitName, pstModule->acPath);
     }
     return RS_OK;
 }
@@ -78,13 +69,13 @@ extern "C" RS_API u32 RsConfHandlerLoad(RS_META_HANDLER *pstHandler, void *pArg)
     if (pstModule == nullptr) {
         RS_LOG(RS_LOG_ERROR, "HandlerLoad error, because moudle is null. Handler name:%s", pstHandler->acHandlerName);
         RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s has no module (no load line before it)",
-                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName);
+                        RsConfWhere(pstHandler).acText, pstHandler->acUrl, pstHandler->acHandlerName);
         return RS_ERR;
     }
     if (pstModule->pHandle == nullptr) {
         RS_LOG(RS_LOG_ERROR, "HandlerLoad error, because so-handle is null. So path:%s", pstModule->acPath);
         RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s not resolved, module %s not loaded",
-                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName,
+                        RsConfWhere(pstHandler).acText, pstHandler->acUrl, pstHandler->acHandlerName,
                         pstModule->acPath);
         return RS_ERR;
     }
@@ -92,9 +83,8 @@ extern "C" RS_API u32 RsConfHandlerLoad(RS_META_HANDLER *pstHandler, void *pArg)
     void *pSymbol = dlsym(pstModule->pHandle, pstHandler->acHandlerName);
     if (pSymbol == nullptr) {
         RS_LOG(RS_LOG_ERROR, "dlsym error - %s.", dlerror());
-        RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s not found in %s",
-                        RsWhere(pstHandler->stSource).acText, pstHandler->acUrl, pstHandler->acHandlerName,
-                        pstModule->acPath);
+        RsProblemReport(RsConfLoadInstId(pArg), "%surl %s: handler %s not found in %s", RsConfWhere(pstHandler).acText,
+                        pstHandler->acUrl, pstHandler->acHandlerName, pstModule->acPath);
         return RS_ERR;
     }
     RsConfHandlerSetHandler(pstHandler, reinterpret_cast<RS_HANDLER_FUNC>(pSymbol));

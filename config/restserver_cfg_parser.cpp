@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "config/restserver_cfg_parser.h"
+#include "config/restserver_cfg_source.h"
 #include "core/restserver_diag.h"
 #include "core/restserver_log.h"
 #include "core/restserver_problem.h"
@@ -23,11 +24,6 @@
 // Where the line being parsed comes from, for the problems reported to the host.
 static thread_local const char *t_pcParsePath = "";
 static thread_local u32 t_uiParseLine = 0;
-
-static void RsConfSourceSet(RS_CONF_SOURCE *pstSource) {
-    (void)RsStrNCpy(pstSource->acFile, t_pcParsePath, RS_PATH_MAX_LEN);
-    pstSource->uiLine = t_uiParseLine;
-}
 
 static u8 RsConfContextInstId(const RS_CONF_CONTEXT *pstContext) {
     return pstContext->pstInst != nullptr ? pstContext->pstInst->ucInstId : static_cast<u8>(RS_INST_ID_NONE);
@@ -176,7 +172,7 @@ extern "C" RS_API u32 RsConfConfigLoadParser(char *pcValue, RS_CONF_CONTEXT *pst
     (void)RsStrSplit(pcValue, " ", apcFields, RS_LOAD_SLOTS);
     if (apcFields[0] == nullptr) return RS_ERR;
     pstContext->pstCurModule = RsConfModuleCreate(pstContext->pstInst, apcFields[0], apcFields[1]);
-    if (pstContext->pstCurModule != nullptr) RsConfSourceSet(&pstContext->pstCurModule->stSource);
+    if (pstContext->pstCurModule != nullptr) RsConfSourceNote(pstContext->pstCurModule, t_pcParsePath, t_uiParseLine);
     return RS_OK;
 }
 
@@ -219,9 +215,10 @@ extern "C" RS_API u32 RsConfConfigUrlParser(char *pcValue, RS_CONF_CONTEXT *pstC
         RS_LOG(RS_LOG_ERROR, "pstMetaHandler is null.");
         return RS_ERR;
     }
-    RsConfSourceSet(&pstMetaHandler->stSource);
+    RsConfSourceNote(pstMetaHandler, t_pcParsePath, t_uiParseLine);
     // Without a domain the handler has no list to live in.
     if (pstContext->pstCurDomain == nullptr) {
+        RsConfSourceForget(pstMetaHandler);
         free(pstMetaHandler);
         return RS_ERR;
     }

@@ -2,8 +2,9 @@
 # The packages as a service team and an operator use them: build them,
 # unpack them into an empty root with dpkg, build the SDK example module
 # against the unpacked files with CMake and with plain cc and pkg-config,
-# make a deployment with the unpacked scaffold and template, and serve an
-# HTTPS request with the unpacked host (authentication on).
+# make a deployment with the unpacked scaffold and template, check it and
+# serve an HTTPS request with the unpacked host (authentication on, a token
+# made by the host).
 #   package_test.sh [WORK_DIR]   (default: a temporary folder, removed after)
 set -euo pipefail
 
@@ -71,10 +72,12 @@ req=(openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -
     -CA ca.pem -CAkey ca.key -keyout sign.key -out sign.pem 2>/dev/null)
 cp "$pki/ca.pem" "$deploy/data/vog_cert/caCert.pem"
 cp "$pki/sign.pem" "$deploy/data/vog_cert/signCert.pem"
-token=$(bash "$repo/scripts/make-token.sh" greeter example "+1 hour" "$deploy")
+run_host() { LD_LIBRARY_PATH=$libdir "$root/usr/bin/restserver-host" "$@"; }
+token=$(run_host --make-token --roles greeter --domain example --expires 1h --signer "$pki/sign.pem" --key "$pki/sign.key")
+run_host --check --root "$deploy" | tail -n 1 | grep -qx "configuration ok" || fail "--check refused the deployment"
 
 step "serving it with the packaged host"
-LD_LIBRARY_PATH=$libdir "$root/usr/bin/restserver-host" --root "$deploy" >"$work/host.out" 2>&1 &
+run_host --root "$deploy" >"$work/host.out" 2>&1 &
 host=$!
 trap 'kill $host 2>/dev/null; rm -rf "$work"' EXIT
 wait_port "$port" 100 || { cat "$work/host.out" >&2; fail "the host never listened"; }
