@@ -1,0 +1,68 @@
+// The system's side of the operations listener: the readiness answer from
+// the instance states, the counters, and starting the engine's listener.
+#include "adapter/restserver_ops.h"
+
+#include <atomic>
+
+#include "core/restserver_core.h"
+#include "core/restserver_log.h"
+#include "core/restserver_metrics.h"
+#include "core/restserver_problem.h"
+#include "plat_kernel.h"
+#include "plat_text.h"
+
+namespace {
+
+const char *const g_apcStateNames[] = {"idle", "parsing", "loading", "registering", "starting", "listening", "failed"};
+
+std::atomic<bool> g_bOpsTried{false};
+
+}  // namespace
+
+// Under the root store lock: a record is freed only after its slot is
+// cleared under that lock, so every state read here is a live record's.
+extern "C" RS_API u32 RsOpsReady(char *pcWhy, u32 uiSize) {
+    if (g_stRootEnvStore.bInited == 0) {
+        (void)snprintf_s(pcWhy, uiSize, uiSize - 1, "not initialised");
+        return RS_ERR;
+    }
+    u32 uiMade = 0;
+    u32 uiWaiting = RS_MAX_INST_NUM;
+    u32 uiState = RS_STATE_LISTENING;
+    pthread_mutex_lock(&g_stRootEnvStore.stLock);
+    for (u32 i = 0; i < RS_MAX_INST_NUM; ++i) {
+        RS_INSTANCE *pstInst = RsRootInstanceGet(static_cast<u8>(i));
+        if (pstInst == nullptr) continue;
+        ++uiMade;
+        u32 uiNow = RsStateGet(pstInst);
+        if (uiNow == RS_STATE_LISTENING || uiWaiting != RS_MAX_INST_NUM) continue;
+        uiWaiting = i;
+        uiState = uiNow;
+    }
+    pthread_mutex_unlock(&g_stRootEnvStore.stLock);
+    if (uiMade == 0) {
+        (void)snprintf_s(pcWhy, uiSize, uiSize - 1, "no instance made");
+        return RS_ERR;
+    }
+    if (uiWaiting == RS_MAX_INST_NUM) return RS_OK;
+    const char *pcState = uiState <= RS_STATE_FAILED ? g_apcStateNames[uiState] : "unknown";
+    (void)snprintf_s(pcWhy, uiSize, uiSize - 1, "instance %u %s", uiWaiting, pcState);
+    return RS_ERR;
+}
+
+extern "C" RS_API void RsOpsStart(void) {
+    if (g_bOpsTried.exchange(true)) return;
+    RsMetricsRegister();
+    REST_OpsReadyFuncSet(RsOpsReady);
+    if (REST_OpsStart() == 0) return;
+    char acWhy[256] = {};
+    (void)REST_OpsListenGet(acWhy, sizeof(acWhy));
+    RS_LOG(RS_LOG_ERROR, "Operations listener not started: %s.", acWhy);
+    RsProblemReport(RS_INST_ID_NONE, "operations listener (/ready, /metrics) not started: %s", acWhy);
+}
+
+extern "C" RS_API void RsOpsStop(void) {
+    (void)REST_OpsStop();
+    REST_OpsReadyFuncSet(nullptr);
+    g_bOpsTried.store(false);
+}
