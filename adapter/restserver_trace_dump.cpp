@@ -8,6 +8,7 @@
 
 #include "adapter/restserver_trace.h"
 #include "core/restserver_log.h"
+#include "core/restserver_metrics.h"
 #include "core/restserver_problem.h"
 #include "core/restserver_string.h"
 #include "plat_config.h"
@@ -52,6 +53,7 @@ static bool RsTraceRecordWrite(int iFd, const RS_TRACE_RECORD *pstRecord) {
         const SYS_TIME_S *pstTime = &pstRecord->stTime;
         RsFdPrintf(iFd, "%04d-%02d-%02d %02d:%02d:%02d %s\n", pstTime->usYear, pstTime->ucMonth, pstTime->ucDay,
                    pstTime->ucHour, pstTime->ucMinute, pstTime->ucSecond, pcText);
+        RsMetricAdd(RS_METRIC_TRACE_RECORD, 1);
     }
     if (pcText != acText) free(pcText);
     return true;

@@ -12,6 +12,7 @@
 
 #include "auth/restserver_auth_cert.h"
 #include "core/restserver_log.h"
+#include "core/restserver_metrics.h"
 #include "plat_text.h"
 
 namespace {
@@ -144,6 +145,7 @@ extern "C" RS_API u32 GetPlainToken(const char *pcCommand, char *pcOut, u32 uiOu
         RS_LOG(RS_LOG_ERROR, "fp is NULL !");
         return kNoOutput;
     }
+    RsMetricAdd(RS_METRIC_OPENSSL_RUN, 1);
     char acLine[kLineSize] = {0};
     u32 uiUsed = 0;
     while (uiUsed < uiOutSize - 1 && fgets(acLine, sizeof(acLine), pstPipe) != nullptr) {

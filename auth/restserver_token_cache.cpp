@@ -45,6 +45,7 @@
 #include "auth/restserver_auth_cert.h"
 #include "auth/restserver_auth_token.h"
 #include "core/restserver_log.h"
+#include "core/restserver_metrics.h"
 #include "plat_kernel.h"
 #include "plat_text.h"
 
@@ -241,6 +242,7 @@ RsTokenCacheNode *EvictLocked(Cache &stCache) {
         RsTokenCacheNode *pstOld = pstHead->next;
         pstHead->next = pstOld->next;
         stCache.index.erase(std::string_view(pstOld->token));
+        RsMetricAdd(RS_METRIC_TOKEN_CACHE_EVICTION, 1);
         pstOld->next = stCache.pstRetired;
         stCache.pstRetired = pstOld;
         --stCache.uiCount;
@@ -436,9 +438,11 @@ extern "C" RS_API RsTokenItem *RsLoadDecryptedToken(const char *pcToken) {
     }
     try {
         HoldSlot &stSlot = SlotGet();
-        if (RsTokenItem *pstItem = FindLast(pcToken, stSlot); pstItem != nullptr) return pstItem;
+        RsTokenItem *pstItem = FindLast(pcToken, stSlot);
         u32 uiCount = 0;
-        if (RsTokenItem *pstItem = Find(pcToken, stSlot, &uiCount); pstItem != nullptr) return pstItem;
+        if (pstItem == nullptr) pstItem = Find(pcToken, stSlot, &uiCount);
+        RsMetricAdd(pstItem != nullptr ? RS_METRIC_TOKEN_CACHE_HIT : RS_METRIC_TOKEN_CACHE_MISS, 1);
+        if (pstItem != nullptr) return pstItem;
         stSlot.pstHeld.store(nullptr, std::memory_order_relaxed);
         RS_LOG(RS_LOG_WARN, "===uiTokenCacheMapCount %d !", uiCount);
         return LoadMissing(pcToken, stSlot);

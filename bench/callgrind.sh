@@ -66,10 +66,15 @@ measure nginx-plain "http://127.0.0.1:$PORT/" "$nginx" -p "$WORK/nginx" -c "$WOR
 measure nginx-tls "https://127.0.0.1:$((PORT + 1))/" "$nginx" -p "$WORK/nginx" -c "$WORK/nginx/callgrind.conf"
 measure engine-plain "http://127.0.0.1:$PORT/" "$BUILD_DIR/bin/engine_hello_server" "$PORT"
 measure engine-tls "https://127.0.0.1:$PORT/" "$BUILD_DIR/bin/engine_hello_server" "$PORT" "$WORK/cert.pem" "$WORK/key.pem"
-sed -i "s/\"port\": *[0-9]*/\"port\": $PORT/" "$HOST_ROOT/conf/platform.json"
+sed -i "0,/\"port\"/s/\"port\": *[0-9]*/\"port\": $PORT/" "$HOST_ROOT/conf/platform.json"
 measure host-tls "https://127.0.0.1:$PORT/hello" "$HOST_ROOT/bin/restserver-host" --root "$HOST_ROOT"
+# With METRICS_ROOT (run.sh's deployment with the operations listener on), the same route counted.
+if [ -n "${METRICS_ROOT:-}" ]; then
+    sed -i "0,/\"port\"/s/\"port\": *[0-9]*/\"port\": $PORT/" "$METRICS_ROOT/conf/platform.json"
+    measure host-metrics "https://127.0.0.1:$PORT/hello" "$METRICS_ROOT/bin/restserver-host" --root "$METRICS_ROOT"
+fi
 if [ -n "$AUTH_ROOT" ]; then
-    sed -i "s/\"port\": *[0-9]*/\"port\": $PORT/" "$AUTH_ROOT/conf/platform.json"
+    sed -i "0,/\"port\"/s/\"port\": *[0-9]*/\"port\": $PORT/" "$AUTH_ROOT/conf/platform.json"
     HEADER=(-H "x-access-token: $(cat "$AUTH_ROOT/bench.token")")
     measure host-auth-off "https://127.0.0.1:$PORT$AUTH_ROUTE" "$HOST_ROOT/bin/restserver-host" --root "$HOST_ROOT"
     measure host-auth-on "https://127.0.0.1:$PORT$AUTH_ROUTE" "$AUTH_ROOT/bin/restserver-host" --root "$AUTH_ROOT"

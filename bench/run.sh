@@ -45,19 +45,23 @@ build() {
 }
 
 # The demo deployment with its port moved, logging above the per-request
-# level, the auth round's route, and authentication off (on: 1,000 rules and
-# a 3,000-character token).
-make_host_deployment() {  # port [auth-on]
-    local root=$WORK/demo${2:+-auth} auth=false
+# level, the auth round's route, authentication off (on: 1,000 rules and a
+# 3,000-character token) and the operations listener off (metrics: on, on
+# OPS_PORT, so the metrics round compares the same host with counting on).
+make_host_deployment() {  # port [auth-on|metrics]
+    local root=$WORK/demo${2:+-$2} auth=false ops=false
     bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$root" >/dev/null
     echo "url rest/{svc}/v1/{res}/{id}/detail DemoHello" >>"$root/lib/resthandler.cfg"
-    if [ -n "${2:-}" ]; then
+    [ "${2:-}" = metrics ] && ops=true
+    if [ "${2:-}" = on ]; then
+        root=$WORK/demo-auth
         auth=true
         make_bench_rules "$root"
         make_bench_token "$root"
     fi
-    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' \
-        -e "s/\"auth\": *[a-z]*/\"auth\": $auth/" "$root/conf/platform.json"
+    sed -i -e "0,/\"port\"/s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' \
+        -e "s/\"auth\": *[a-z]*/\"auth\": $auth/" -e "s/\"enabled\": *[a-z]*, \"host\"/\"enabled\": $ops, \"host\"/" \
+        -e "s/\"port\": 9464/\"port\": ${OPS_PORT:-9464}/" "$root/conf/platform.json"
 }
 
 # The demo's 9 rules and 991 of 100 services with 10 resources each (the
@@ -94,7 +98,8 @@ make_rv_deployment() {  # port
     bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$WORK/rv" >/dev/null
     cp "$BUILD_DIR/lib/librendezvous_handler.so" "$WORK/rv/lib/"
     cp "$ROOT/examples/rendezvous/rendezvous.cfg" "$WORK/rv/lib/resthandler.cfg"
-    sed -i -e "s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' "$WORK/rv/conf/platform.json"
+    sed -i -e "0,/\"port\"/s/\"port\": *[0-9]*/\"port\": $1/" -e 's/"level": *[0-9]*/"level": 4/' \
+        -e 's/"enabled": *true, "host"/"enabled": false, "host"/' "$WORK/rv/conf/platform.json"
 }
 
 start_host() {  # port [deployment]
@@ -210,7 +215,10 @@ HOST_PORT=$(free_port)
 AUTH_PORT=$(free_port)
 AUTH_ROUTE=/rest/svc47/v1/res3/123/detail
 RV_PORT=$(free_port)
+METRICS_PORT=$(free_port)
+OPS_PORT=$(free_port)
 make_host_deployment "$HOST_PORT"
+make_host_deployment "$METRICS_PORT" metrics
 make_host_deployment "$AUTH_PORT" on
 make_rv_deployment "$RV_PORT"
 
@@ -235,6 +243,9 @@ for round in $(seq 1 "$ROUNDS"); do
         "https://127.0.0.1:$AUTH_PORT$AUTH_ROUTE" || { echo "the bench token is refused" >&2; exit 1; }
     run host-auth-on "https://127.0.0.1:$AUTH_PORT$AUTH_ROUTE" "$HOST_PID" -H "x-access-token: $(cat "$WORK/demo-auth/bench.token")"
     kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
+    start_host "$METRICS_PORT" "$WORK/demo-metrics"
+    run host-metrics "https://127.0.0.1:$METRICS_PORT/hello" "$HOST_PID"
+    kill "$HOST_PID"; wait "$HOST_PID" 2>/dev/null || true
     start_host "$RV_PORT" "$WORK/rv"
     run rv-worker "https://127.0.0.1:$RV_PORT/rv/bench" "$HOST_PID"
     run rv-direct "https://127.0.0.1:$RV_PORT/rv-direct/bench" "$HOST_PID"
@@ -248,6 +259,7 @@ if [ "$ROUNDS" -gt 0 ]; then
     ratios host-tls engine-tls
     ratios rv-worker rv-direct
     ratios host-auth-on host-auth-off
+    ratios host-metrics host-tls
 
     start_engine "$ENGINE_PORT"
     idle_connections "$ENGINE_PORT" "$ENGINE_PID"
@@ -257,5 +269,6 @@ fi
 
 # Instructions per request under callgrind (a few minutes; CALLGRIND=0 skips it).
 if [ "${CALLGRIND:-1}" != 0 ]; then
-    AUTH_ROUTE=$AUTH_ROUTE bash "$ROOT/bench/callgrind.sh" "$BUILD_DIR" "$WORK" "$WORK/demo" "$WORK/demo-auth"
+    AUTH_ROUTE=$AUTH_ROUTE METRICS_ROOT=$WORK/demo-metrics \
+        bash "$ROOT/bench/callgrind.sh" "$BUILD_DIR" "$WORK" "$WORK/demo" "$WORK/demo-auth"
 fi

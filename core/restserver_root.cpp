@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "adapter/restserver_ops.h"
 #include "config/restserver_cfg.h"
 #include "core/restserver_core.h"
 #include "core/restserver_diag.h"
@@ -33,9 +34,11 @@ extern "C" RS_API u32 RESTSERVER_GlobalInit(void) {
     return RS_OK;
 }
 
-// Instances still made are the host's to destroy first.
+// Instances still made are the host's to destroy first. The operations
+// listener goes first: its readiness answer takes the root store lock.
 extern "C" RS_API u32 RESTSERVER_GlobalUnInit(void) {
     if (g_stRootEnvStore.bInited == 0) return RS_ERR;
+    RsOpsStop();
     pthread_mutex_destroy(&g_stRootEnvStore.stLock);
     g_stRootEnvStore.bInited = 0;
     RsSlotsClear();
@@ -89,6 +92,7 @@ extern "C" RS_API u32 RESTSERVER_InstMake(RS_INSTANCE **ppstInst, u8 *pucInstId)
     if (ppstInst == nullptr || pucInstId == nullptr) return RS_ERR;
     *ppstInst = nullptr;
     *pucInstId = RS_INST_ID_NONE;
+    RsOpsStart();  // before the first instance, so /ready answers while instances start
 
     u32 uiRet = RS_ERR;
     pthread_mutex_lock(&g_stRootEnvStore.stLock);

@@ -17,6 +17,7 @@ cmake --build "$build" -j"${JOBS:-$(nproc)}" --target restserver-host demo_handl
 bash scripts/scaffold-demo.sh "$build" "$demo"
 
 port=$(sed -n 's/.*"port": *\([0-9][0-9]*\).*/\1/p' "$demo/conf/platform.json" | head -n 1)
+ops=$(sed -n 's/.*"ops":.*"host": *"\([^"]*\)".*"port": *\([0-9][0-9]*\).*/\1:\2/p' "$demo/conf/platform.json")
 url=https://127.0.0.1:$port
 cert=$demo/conf/server.pem
 tokens=$demo/conf/demo-tokens
@@ -38,9 +39,15 @@ another terminal:
   curl --cacert $cert -H "x-access-token: \$(cat $tokens/admin.token)" -X PUT --data 'a red chair' $url/items/chair
   curl --cacert $cert -H "x-access-token: \$(cat $tokens/operator.token)" '$url/echo/world?q=42'
 
+The operations listener (plain HTTP, no token) answers readiness and metrics:
+
+  curl http://$ops/ready
+  curl http://$ops/metrics
+
 The rules are in $demo/conf/vog_auth/; restserver-host --make-token makes
 tokens for other roles, --explain tells why a request is refused, --check
-checks the deployment (see the README's Operations section). The log is $demo/var/log/restserver.log. Ctrl-C stops the
+checks the deployment (see the README's Operations section). The log is
+$demo/var/log/restserver.log. Ctrl-C stops the
 server.
 
 TRY

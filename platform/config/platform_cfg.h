@@ -37,6 +37,7 @@ struct PlatformCfg {
     RestCfg rest;
     PLAT_KERNEL_CFG_S kernel{};
     PLAT_SECURITY_SERVICE_CFG_S security{};
+    PLAT_OPS_CFG_S ops{0, 0, {0, 0}, "127.0.0.1"};
 };
 
 // Copies of the current configuration (defaults before any is read).

@@ -154,6 +154,31 @@ bool ParseKernel(CfgReader &reader, const cJSON *root, ParsedCfg &out) {
     return true;
 }
 
+// The listener must stay apart from the service: the same address and port
+// would make its routes collide with the configured ones.
+bool ParseOps(CfgReader &reader, const cJSON *root, ParsedCfg &out) {
+    const cJSON *ops = nullptr;
+    PLAT_OPS_CFG_S &cfg = out.platform.ops;
+    std::string host = cfg.acHost;
+    bool enabled = false;
+    u32 port = 0;
+    if (!reader.Section(root, "ops", ops) || !reader.Flag(ops, "ops.enabled", enabled) ||
+        !reader.Text(ops, "ops.host", host, sizeof(cfg.acHost) - 1) ||
+        !reader.Number(ops, "ops.port", port, UINT16_MAX))
+        return false;
+    LOC_IP_ADDR_S address;
+    if (!IpAddressParse(host, address)) return reader.Fail("ops.host", "not an IPv4 or IPv6 address");
+    if (enabled && port == 0) return reader.Fail("ops.port", "required when ops.enabled is true");
+    const RestCfg &rest = out.platform.rest;
+    if (enabled && rest.present && rest.port == port &&
+        (rest.host == host || rest.host.empty() || rest.host == "0.0.0.0" || rest.host == "::"))
+        return reader.Fail("ops.port", "the same address and port as rest");
+    cfg.uiEnabled = enabled ? 1 : 0;
+    cfg.usPort = static_cast<u16>(port);
+    memcpy(cfg.acHost, host.c_str(), host.size() + 1);
+    return true;
+}
+
 }  // namespace
 
 bool PlatformCfgParse(const char *text, ParsedCfg &out, std::string &error) {
@@ -170,7 +195,7 @@ bool PlatformCfgParse(const char *text, ParsedCfg &out, std::string &error) {
     bool ok = ParseApp(reader, root.get(), out) && ParseNode(reader, root.get(), out) &&
               ParseLog(reader, root.get(), out) && ParseRest(reader, root.get(), out) &&
               ParseDecrypt(reader, root.get(), out) && ParseSecurity(reader, root.get(), out) &&
-              ParseKernel(reader, root.get(), out);
+              ParseKernel(reader, root.get(), out) && ParseOps(reader, root.get(), out);
     if (!ok) error = reader.Error();
     return ok;
 }

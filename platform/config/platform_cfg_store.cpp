@@ -21,6 +21,7 @@ CfgStore &Store() {
 // Stable addresses handed out by the C getters; written only on replace.
 PLAT_KERNEL_CFG_S g_kernelCfg{};
 PLAT_SECURITY_SERVICE_CFG_S g_securityCfg{};
+PLAT_OPS_CFG_S g_opsCfg{0, 0, {0, 0}, "127.0.0.1"};
 
 }  // namespace
 
@@ -39,6 +40,7 @@ void PlatformCfgReplace(const PlatformCfg &cfg) {
     Store().cfg = cfg;
     g_kernelCfg = cfg.kernel;
     g_securityCfg = cfg.security;
+    g_opsCfg = cfg.ops;
 }
 
 }  // namespace plat
@@ -49,4 +51,8 @@ extern "C" PLAT_API const PLAT_KERNEL_CFG_S *PLAT_KernelCfgGet(void) {
 
 extern "C" PLAT_API const PLAT_SECURITY_SERVICE_CFG_S *PLAT_SecurityServiceCfgGet(void) {
     return &plat::g_securityCfg;
+}
+
+extern "C" PLAT_API const PLAT_OPS_CFG_S *PLAT_OpsCfgGet(void) {
+    return &plat::g_opsCfg;
 }

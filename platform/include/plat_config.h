@@ -84,6 +84,14 @@ typedef struct {
     u16 ausPortTo[PLAT_PORT_MAP_MAX];
 } PLAT_SECURITY_SERVICE_CFG_S;
 
+/* Operations listener ("ops"): readiness and metrics on an address of their own. */
+typedef struct {
+    u32 uiEnabled; /* 0: no listener, and no metrics are counted */
+    u16 usPort;    /* required when enabled */
+    u8 aucPad[2];
+    char acHost[64]; /* IPv4 or IPv6 text; "127.0.0.1" by default */
+} PLAT_OPS_CFG_S;
+
 /* Reads ../conf/platform.json once; 0 on success. Idempotent. */
 PLAT_API u32 PLAT_Init(void);
 /* Same from a JSON text (tests); replaces any earlier configuration. */
@@ -93,6 +101,7 @@ PLAT_API const char *PLAT_LastError(void);
 
 PLAT_API const PLAT_KERNEL_CFG_S *PLAT_KernelCfgGet(void);
 PLAT_API const PLAT_SECURITY_SERVICE_CFG_S *PLAT_SecurityServiceCfgGet(void);
+PLAT_API const PLAT_OPS_CFG_S *PLAT_OpsCfgGet(void);
 
 /* Local node. */
 PLAT_API u32 Loc_GetLocalIpAddress(LOC_IP_ADDR_S *pstAddr);

@@ -127,6 +127,27 @@ PLAT_API u32 REST_ResponseChunkSendStart(REST_REQ req, u32 uiStatus);
 PLAT_API u32 REST_ResponseChunkSend(REST_REQ req, const char *pcData, u32 uiLen);
 PLAT_API u32 REST_ResponseChunkSendEnd(REST_REQ req);
 
+/*
+ * Operations listener, from the "ops" member of the platform configuration:
+ * GET /ready and GET /metrics in plain HTTP on an address of their own
+ * (loopback by default), apart from every server's routes and filters.
+ * /ready answers 200 when the readiness function says ready (0), else 503
+ * with the text it gave; /metrics shows the engine's counts and every
+ * counter of plat_metrics.h. Metrics are counted only while it runs.
+ */
+typedef u32 (*REST_READY_FUNC)(char *pcWhy, u32 uiSize); /* 0: ready; else why not, cut to the buffer */
+
+/* Null, or before any is set: /ready answers 503. */
+PLAT_API void REST_OpsReadyFuncSet(REST_READY_FUNC pfnReady);
+/* Starts the listener when "ops.enabled" is true; 0 when it listens or is
+ * not enabled, or was already started. Non-zero when it cannot listen. */
+PLAT_API u32 REST_OpsStart(void);
+/* Stops the listener and the counting; 0 also when it was not running. */
+PLAT_API u32 REST_OpsStop(void);
+/* 0 with the bound address ("127.0.0.1:9464") while it listens, else
+ * non-zero with why not ("not enabled", a bind failure). Cut to the buffer. */
+PLAT_API u32 REST_OpsListenGet(char *pcText, u32 uiSize);
+
 PLAT_END_DECLS
 
 #ifdef __cplusplus

@@ -22,6 +22,7 @@
 #include "kernel/request_parser.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
+#include "metrics/metrics.h"
 
 namespace kernel {
 
@@ -319,6 +320,8 @@ private:
     // the time it takes, and the write sets its own.
     void Dispatch() {
         deadline_.Clear();
+        dispatched_ = true;
+        started_ns_ = metrics::Enabled() ? metrics::NowNs() : 0;
         request_.Reset(parser_->get());
         keep_alive_ = parser_->get().keep_alive() && !force_close_;
         if (parser_->get().target() == "*") return AnswerOptions();
@@ -328,6 +331,7 @@ private:
         if (server_.stopping()) return Unavailable();
         pool_ = server_.gate().PoolOf(request_.route->group);
         if (server_.gate().TryEnter(pool_)) return RunEntry();
+        if (metrics::Enabled()) metrics::EntriesQueued().Add(1);
         auto resume = [self = this->shared_from_this()] {
             net::post(self->Raw().get_executor(), [self] {
                 self->answers_inline_ = 0;
@@ -336,6 +340,7 @@ private:
         };
         if (server_.gate().Enqueue(pool_, std::move(resume)) == EntryGate::Admission::kFull) {
             PLAT_LOG(PLAT_LOG_WARN, "entry queue full, refused: %s", request_.uri.c_str());
+            if (metrics::Enabled()) metrics::EntriesRefused().Add(1);
             Unavailable();
         }
     }
@@ -393,6 +398,12 @@ private:
     void CountStatus(unsigned status) {
         unsigned status_class = status / 100;
         if (status_class < 6) server_.stats().responses[status_class].fetch_add(1, std::memory_order_relaxed);
+        bool routed = dispatched_;
+        dispatched_ = false;
+        if (!server_.metered() || !metrics::Enabled()) return;
+        // An answer the engine gives before routing (or for no route) has no route's series.
+        metrics::AnswerCount(routed && request_.route != nullptr ? request_.route->series : nullptr, status,
+                             routed ? started_ns_ : 0);
     }
 
     // The answer, or what a streamed answer has left to send: its last parts
@@ -522,7 +533,9 @@ private:
     std::string out_;
     size_t written_ = 0;
     bool keep_alive_ = false;
-    bool answering_ = false;  // an entry ran: the server counts this answer until it is written
+    bool answering_ = false;   // an entry ran: the server counts this answer until it is written
+    bool dispatched_ = false;  // the request being answered was read whole and routing began
+    int64_t started_ns_ = 0;   // when it was read whole; 0 while metrics were off
     uint32_t pool_ = 0;
 };
 

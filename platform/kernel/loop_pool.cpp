@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "log/log_macro.h"
+#include "metrics/metrics.h"
 #include "monitor/entry_marks.h"
 
 namespace kernel {
@@ -199,6 +200,7 @@ void LoopPool::Lend(Loop &loop) {
     }
     if (idle == nullptr && spares >= max_spares_) return;
     loop.threads.fetch_add(1, std::memory_order_acq_rel);
+    if (metrics::Enabled()) metrics::SparesLent().Add(1);
     if (idle != nullptr) {
         idle->loop = &loop;
         spare_wake_.notify_all();

@@ -10,6 +10,10 @@
 
 #include "plat_kernel.h"
 
+namespace metrics {
+struct RouteSeries;
+}
+
 namespace kernel {
 
 struct Route {
@@ -17,6 +21,7 @@ struct Route {
     void *user = nullptr;
     uint32_t group = REST_GROUP_NONE;
     std::vector<std::pair<size_t, std::string>> braces;  // segment index, variable name
+    metrics::RouteSeries *series = nullptr;              // its answers' counts, when its server is metered
 };
 
 // Brings a request path to its one normal form in place and splits it into

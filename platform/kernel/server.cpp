@@ -9,6 +9,7 @@
 #include "kernel/connection.h"
 #include "kernel/tls_context.h"
 #include "log/log_macro.h"
+#include "metrics/metrics.h"
 
 namespace kernel {
 
@@ -79,7 +80,9 @@ uint32_t Server::RouteAdd(const char *pattern, const Route &route) {
         PLAT_LOG(PLAT_LOG_ERROR, "route added after start refused: %s", pattern);
         return PLAT_ERR;
     }
-    if (!router_.Add(pattern, route)) {
+    Route counted = route;
+    if (metered_) counted.series = metrics::RouteSeriesGet(pattern);
+    if (!router_.Add(pattern, counted)) {
         PLAT_LOG(PLAT_LOG_ERROR, "route pattern refused: %s", pattern);
         return PLAT_ERR;
     }
@@ -89,7 +92,9 @@ uint32_t Server::RouteAdd(const char *pattern, const Route &route) {
 
 void Server::CatchAllSet(const Route &route) {
     std::lock_guard lock(mutex_);
-    router_.SetCatchAll(route);
+    Route counted = route;
+    if (metered_) counted.series = metrics::RouteSeriesGet("/");  // what the catch-all is configured as
+    router_.SetCatchAll(counted);
 }
 
 void Server::NameSet(const char *name) {
@@ -100,6 +105,12 @@ void Server::NameSet(const char *name) {
 void Server::InstanceSet(const char *id) {
     std::lock_guard lock(mutex_);
     instance_ = id;
+}
+
+void Server::InternalSet(uint32_t loops) {
+    std::lock_guard lock(mutex_);
+    metered_ = false;
+    loops_wanted_ = loops;
 }
 
 uint32_t Server::ListenerOpen(const EndpointSpec &wanted) {
@@ -169,6 +180,7 @@ uint32_t Server::Start() {
         return PLAT_ERR;
     }
     limits_ = LimitsLoad();
+    if (loops_wanted_ != 0) limits_.io_threads = loops_wanted_;
     uint32_t groups = std::max(GroupCount(), highest_group_);
     // "workers" entries of the default group may block while every loop
     // thread still runs entries in place; spares cover every slot that blocks.
@@ -209,6 +221,7 @@ void Server::Accept(Listener &listener) {
 void Server::OnAccept(Listener &listener, TcpSocket socket) {
     uint64_t open = stats_.connections_open.fetch_add(1, std::memory_order_acq_rel) + 1;
     stats_.connections_total.fetch_add(1, std::memory_order_relaxed);
+    if (metered_) metrics::ConnectionsAdd(1);
     ConnectionStart(*this, std::move(socket), tls_.get());
     if (open < limits_.max_connections) return Accept(listener);
     PLAT_LOG(PLAT_LOG_WARN, "connection limit %u reached: accepting paused", limits_.max_connections);
@@ -227,6 +240,7 @@ void Server::Resume(Listener &listener) {
 
 void Server::ConnectionClosed() {
     uint64_t open = stats_.connections_open.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (metered_) metrics::ConnectionsAdd(-1);
     if (open >= limits_.max_connections || stopping()) return;
     for (auto &listener : listeners_) {
         if (listener->paused.load(std::memory_order_acquire)) Resume(*listener);

@@ -44,6 +44,9 @@ public:
     void CatchAllSet(const Route &route);
     void NameSet(const char *name);
     void InstanceSet(const char *id);
+    // The engine's own server (the operations listener): this many loops,
+    // and nothing it serves is counted in the metrics. Before any route.
+    void InternalSet(uint32_t loops);
 
     uint32_t Start();
     // PLAT_ERR when the grace period ended with entries still running: the
@@ -62,6 +65,7 @@ public:
     const Router &router() const { return router_; }
     EntryGate &gate() { return *gate_; }
     ServerStats &stats() { return stats_; }
+    bool metered() const { return metered_; }
     bool stopping() const { return stopping_.load(std::memory_order_acquire); }
     // Counts a request in from its entry call until its answer is written;
     // false once stopping (the entry must not run).
@@ -97,6 +101,8 @@ private:
     std::string tls_failure_;  // why the TLS asked for cannot be applied
     std::string listen_info_;  // bound addresses, or why nothing is
     Limits limits_{};
+    bool metered_ = true;
+    uint32_t loops_wanted_ = 0;  // 0: as the kernel settings say
     std::unique_ptr<LoopPool> loops_;
     std::unique_ptr<EntryGate> gate_;
     std::vector<std::unique_ptr<Listener>> listeners_;

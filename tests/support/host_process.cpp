@@ -50,16 +50,33 @@ int HostProcess::Stop(int signal_number, std::chrono::milliseconds limit) {
     return -1;
 }
 
+namespace {
+
+// The first "port" member gets port, every later one (the operations
+// listener's) a free port of its own, so hosts of parallel tests never share one.
+std::string PortsFree(const std::string &platform_json, uint16_t port) {
+    const std::regex port_value(R"("port"\s*:\s*\d+)");
+    std::string text;
+    auto last = platform_json.cbegin();
+    bool first = true;
+    for (std::sregex_iterator it(platform_json.begin(), platform_json.end(), port_value), end; it != end; ++it) {
+        text.append(last, (*it)[0].first).append("\"port\": " + std::to_string(first ? port : FreePort()));
+        last = (*it)[0].second;
+        first = false;
+    }
+    return text.append(last, platform_json.cend());
+}
+
+}  // namespace
+
 std::unique_ptr<HostProcess> HostStart(const std::string &binary, const Deployment &deployment,
                                        const std::string &platform_json, uint16_t &port,
                                        const std::vector<std::string> &args) {
-    const std::regex port_value(R"("port"\s*:\s*\d+)");
     std::vector<std::string> argv{"--root", deployment.Root()};
     argv.insert(argv.end(), args.begin(), args.end());
     for (int attempt = 0; attempt < 3; ++attempt) {
         port = FreePort();
-        deployment.Write("conf/platform.json",
-                         std::regex_replace(platform_json, port_value, "\"port\": " + std::to_string(port)));
+        deployment.Write("conf/platform.json", PortsFree(platform_json, port));
         auto host = std::make_unique<HostProcess>(binary, argv, deployment.Path("var"));
         for (auto deadline = Clock::now() + std::chrono::seconds(20); Clock::now() < deadline && host->Running();) {
             if (HttpClient(port).connected()) return host;

@@ -29,7 +29,8 @@ private:
     int status_ = -1;
 };
 
-// Writes conf/platform.json from the text with "port" set to a free port, runs binary --root <root> args
+// Writes conf/platform.json from the text with its first "port" set to a free port (later ones, the
+// operations listener's, to others), runs binary --root <root> args
 // (output in var/), waits until the port accepts; tries a fresh port when another process took it.
 std::unique_ptr<HostProcess> HostStart(const std::string &binary, const Deployment &deployment,
                                        const std::string &platform_json, uint16_t &port,

@@ -119,6 +119,11 @@ TEST(PlatformConfig, RejectedTextsNameTheMemberAndChangeNothing) {
         {R"({"rest": {"tls": {"ciphers": ["A", 2]}}})", "rest.tls.ciphers: expected an array of strings"},
         {R"({"security_service": {"scheme": "ftp"}})", "security_service.scheme: expected http or https"},
         {R"({"security_service": {"port_map": {"70000": 1}}})", "security_service.port_map.70000: key is not"},
+        {R"({"ops": {"enabled": true}})", "ops.port: required when ops.enabled is true"},
+        {R"({"ops": {"enabled": true, "host": "localhost", "port": 9}})", "ops.host: not an IPv4 or IPv6 address"},
+        // The listener's routes would collide with the service's.
+        {R"({"rest": {"host": "0.0.0.0", "port": 9}, "ops": {"enabled": true, "port": 9}})",
+         "ops.port: the same address and port as rest"},
         {R"({"app": )", "not valid JSON"},
     };
     for (const auto &[json, error] : cases) {
