@@ -1,6 +1,6 @@
 /*
  * The operations listener of the process (/ready and /metrics, see
- * plat_kernel.h): started before the first instance is made, stopped with
+ * plat_kernel.h): started when the first instance starts, stopped with
  * the library. Ready means at least one instance is made and every one made
  * is listening.
  */

@@ -41,9 +41,9 @@ std::vector<std::string> Split(const std::string &text, char cSep) {
 // A rule's trie path as AddItemToAuthConfigTrie builds it: method and pattern
 // joined, "/"-separated, placeholders folded into "*".
 std::vector<std::string> RulePath(const char *pcMethod, const char *pcPattern) {
-    std::vector<std::string> path = Split(std::string(pcMethod) + pcPattern, '/');
+    std::vector<std::string> path = Split(std::string(pcMethod).append(pcPattern), '/');
     for (std::string &segment : path)
-        if (UrlParamHolderCheck(segment.c_str()) != 0) segment = "*";
+        if (UrlParamHolderCheck(segment.c_str()) != 0) segment.assign(1, '*');
     return path;
 }
 
@@ -59,8 +59,8 @@ std::string RuleFind(const std::vector<std::string> &path, const char *pcLeaf) {
         const char *pcExpr = CFJSON_StringValueGet(CFJSON_ObjectItemGet(g_pPolicyJsonObject, pcAction));
         if (pcMethod == nullptr || pcPattern == nullptr || pcExpr == nullptr || strcmp(pcExpr, pcLeaf) != 0) continue;
         if (RulePath(pcMethod, pcPattern) != path) continue;
-        found = std::string(g_pcRightJsonPath) + " rule " + std::to_string(i + 1) + ": " + pcMethod + " " + pcPattern +
-                ", action \"" + pcAction + "\"";
+        found = std::string(g_pcRightJsonPath).append(" rule ").append(std::to_string(i + 1)).append(": ");
+        found.append(pcMethod).append(" ").append(pcPattern).append(", action \"").append(pcAction).append("\"");
     }
     return found;
 }

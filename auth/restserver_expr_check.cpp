@@ -23,7 +23,7 @@ bool IsOperand(u32 uiKind) {
 }
 
 std::string Shown(const RsExprToken *pstToken) {
-    return pstToken == nullptr ? "the end" : "\"" + std::string(pstToken->text) + "\"";
+    return pstToken == nullptr ? "the end" : std::string("\"").append(pstToken->text).append("\"");
 }
 
 bool Expression(Cursor &stAt);

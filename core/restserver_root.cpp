@@ -92,7 +92,6 @@ extern "C" RS_API u32 RESTSERVER_InstMake(RS_INSTANCE **ppstInst, u8 *pucInstId)
     if (ppstInst == nullptr || pucInstId == nullptr) return RS_ERR;
     *ppstInst = nullptr;
     *pucInstId = RS_INST_ID_NONE;
-    RsOpsStart();  // before the first instance, so /ready answers while instances start
 
     u32 uiRet = RS_ERR;
     pthread_mutex_lock(&g_stRootEnvStore.stLock);

@@ -1,6 +1,7 @@
 // The start-up state machine: one row per state 0..4, column 0 after a
 // phase succeeded, column 1 after it failed. Every phase sets its own state
 // on entry, so the next row is the state the previous phase left.
+#include "adapter/restserver_ops.h"
 #include "adapter/restserver_web_adp_socf.h"
 #include "config/restserver_cfg.h"
 #include "config/restserver_cfg_loader.h"
@@ -69,6 +70,8 @@ static bool RsInstStartable(RS_INSTANCE *pstInst) {
 // Returns 0 whatever the machine ends in; the host reads the state.
 extern "C" RS_API u32 RESTSERVER_InstStart(RS_INSTANCE *pstInst) {
     if (!RsInstStartable(pstInst)) return RS_ERR;
+    // At the first start, so /ready answers while instances start; a check starts nothing and binds nothing.
+    RsOpsStart();
     (void)RsFsmTrigger(pstInst);
     return RS_OK;
 }

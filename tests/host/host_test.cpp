@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "support/deployment.h"
+#include "support/free_port.h"
 #include "support/host_process.h"
 #include "support/http_client.h"
 #include "support/security_service.h"
@@ -190,12 +191,9 @@ TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
                            " && openssl genpkey -algorithm RSA -out other.key 2>/dev/null")
                               .c_str()),
               0);
-    int taken = socket(AF_INET, SOCK_STREAM, 0);  // a port another process listens on
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t length = sizeof(address);
-    ASSERT_TRUE(bind(taken, reinterpret_cast<sockaddr *>(&address), length) == 0 && listen(taken, 1) == 0 &&
-                getsockname(taken, reinterpret_cast<sockaddr *>(&address), &length) == 0);
-    const std::string taken_port = std::to_string(ntohs(address.sin_port));
+    HeldPort taken;  // a port another process listens on
+    ASSERT_NE(taken.port, 0);
+    const std::string taken_port = std::to_string(taken.port);
     const struct {
         int status;
         std::string message;
@@ -231,7 +229,7 @@ TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
         {1,
          "not serving: bind 127.0.0.1:" + taken_port + ": Address already in use",
          {},
-         WithTls(TlsFiles("server.pem", "server.key"), ntohs(address.sin_port))},
+         WithTls(TlsFiles("server.pem", "server.key"), taken.port)},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(!c.platform_json.empty() ? c.platform_json : c.args.front());
@@ -241,7 +239,6 @@ TEST(HostLifecycle, HostThatCannotServeSaysWhyAndExits) {
         EXPECT_EQ(host.Stop(0, kExitLimit), c.status);
         EXPECT_NE(demo.Output().find(c.message), std::string::npos) << demo.Output();
     }
-    close(taken);
     // A start-up suspended by a failed assertion (a url line before any load line) still ends on SIGTERM.
     demo.dir.Write("lib/common_resthandler.cfg", "url early Early\n");
     demo.dir.Write("conf/platform.json", WithTls(TlsFiles("server.pem", "server.key")));

@@ -19,4 +19,20 @@ inline uint16_t FreePort() {
     return bound ? ntohs(address.sin_port) : 0;
 }
 
+// A loopback port this process listens on until the object goes: taken for anyone else.
+struct HeldPort {
+    HeldPort() : fd(socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+        socklen_t length = sizeof(address);
+        if (bind(fd, reinterpret_cast<sockaddr *>(&address), length) == 0 && listen(fd, 1) == 0 &&
+            getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0)
+            port = ntohs(address.sin_port);
+    }
+    ~HeldPort() { close(fd); }
+    HeldPort(const HeldPort &) = delete;
+    HeldPort &operator=(const HeldPort &) = delete;
+    int fd;
+    uint16_t port = 0;
+};
+
 }  // namespace rstest
