@@ -49,13 +49,14 @@ build() {
 # 3,000-character token) and the operations listener off (metrics: on, on
 # OPS_PORT, so the metrics round compares the same host with counting on).
 make_host_deployment() {  # port [auth-on|metrics]
-    local root=$WORK/demo${2:+-$2} auth=false ops=false
+    local root=$WORK/demo auth=false ops=false
+    case ${2:-} in
+    on) root=$WORK/demo-auth auth=true ;;
+    metrics) root=$WORK/demo-metrics ops=true ;;
+    esac
     bash "$ROOT/scripts/scaffold-demo.sh" "$BUILD_DIR" "$root" >/dev/null
     echo "url rest/{svc}/v1/{res}/{id}/detail DemoHello" >>"$root/lib/resthandler.cfg"
-    [ "${2:-}" = metrics ] && ops=true
-    if [ "${2:-}" = on ]; then
-        root=$WORK/demo-auth
-        auth=true
+    if [ "$auth" = true ]; then
         make_bench_rules "$root"
         make_bench_token "$root"
     fi
