@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "kernel/api_guard.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
 #include "metrics/metrics.h"
@@ -84,18 +85,6 @@ u32 OpsStart(Ops &ops) {
     return PLAT_OK;
 }
 
-template <class Call>
-u32 Guarded(const char *what, Call call) {
-    try {
-        return call();
-    } catch (const std::exception &error) {
-        PLAT_LOG(PLAT_LOG_ERROR, "%s failed: %s", what, error.what());
-    } catch (...) {
-        PLAT_LOG(PLAT_LOG_ERROR, "%s failed", what);
-    }
-    return PLAT_ERR;
-}
-
 }  // namespace
 
 }  // namespace kernel
@@ -137,9 +126,7 @@ PLAT_API u32 REST_OpsListenGet(char *pcText, u32 uiSize) {
     Ops &ops = OpsGet();
     return kernel::Guarded("operations listener query", [&] {
         std::lock_guard lock(ops.mutex);
-        size_t length = std::min<size_t>(ops.listen.size(), uiSize - 1);
-        ops.listen.copy(pcText, length);
-        pcText[length] = '\0';
+        kernel::TextCopyOut(ops.listen, pcText, uiSize);
         return ops.server != nullptr ? PLAT_OK : PLAT_ERR;
     });
 }

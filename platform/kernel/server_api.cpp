@@ -5,9 +5,11 @@
 #include <mutex>
 #include <vector>
 
+#include "kernel/api_guard.h"
 #include "kernel/server.h"
 #include "log/log_macro.h"
 
+using kernel::Guarded;
 using kernel::Route;
 using kernel::Server;
 
@@ -17,18 +19,6 @@ Server *AsServer(REST_HANDLE handle) {
     auto *server = static_cast<Server *>(handle);
     if (server == nullptr || server->magic != Server::kMagic) return nullptr;
     return server;
-}
-
-template <class Call, class Result = u32>
-Result Guarded(const char *what, Call call, Result failed = PLAT_ERR) {
-    try {
-        return call();
-    } catch (const std::exception &error) {
-        PLAT_LOG(PLAT_LOG_ERROR, "%s failed: %s", what, error.what());
-    } catch (...) {
-        PLAT_LOG(PLAT_LOG_ERROR, "%s failed", what);
-    }
-    return failed;
 }
 
 // Every server made, until it is destroyed; a server whose stop left entries
@@ -177,9 +167,7 @@ PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize)
     return Guarded("listen query", [&] {
         std::string text;
         u32 result = server->ListenInfo(text);
-        size_t length = std::min<size_t>(text.size(), uiSize - 1);
-        text.copy(pcText, length);
-        pcText[length] = '\0';
+        kernel::TextCopyOut(text, pcText, uiSize);
         return result;
     });
 }
@@ -190,9 +178,7 @@ PLAT_API u32 REST_ServerTlsProblemGet(REST_HANDLE hServer, char *pcText, u32 uiS
     return Guarded("TLS problem query", [&] {
         std::string text;
         u32 result = server->TlsProblem(text);
-        size_t length = std::min<size_t>(text.size(), uiSize - 1);
-        text.copy(pcText, length);
-        pcText[length] = '\0';
+        kernel::TextCopyOut(text, pcText, uiSize);
         return result;
     });
 }

@@ -22,6 +22,7 @@
 #include "support/free_port.h"
 #include "support/host_process.h"
 #include "support/http_client.h"
+#include "support/scaffolded_demo.h"
 #include "support/security_service.h"
 #include "support/test_pki.h"
 
@@ -31,26 +32,12 @@ using namespace rstest;
 
 constexpr std::chrono::seconds kExitLimit{20};
 
-// A demo deployment made by the scaffold script in a temporary folder.
-struct Demo {
-    Demo() { Scaffold(); }
-    void Scaffold() const {  // safe to run again
-        std::string command = "bash " RS_SCAFFOLD_SCRIPT " " RS_BUILD_DIR " " + dir.Root() + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) throw std::runtime_error("the scaffold failed: " + command);
-    }
+// The scaffolded demo, started on a free port.
+struct Demo : ScaffoldedDemo {
     std::unique_ptr<HostProcess> Start(const std::vector<std::string> &args = {}) {
         return HostStart(Host(), dir, FileText(dir.Path("conf/platform.json")), port, args);
     }
-    std::string Host() const { return dir.Path("bin/restserver-host"); }
-    std::string Output() const { return FileText(dir.Path("var/host.out")) + FileText(dir.Path("var/host.err")); }
-    // The header line that carries a token: one the scaffold made ("operator", "admin"), or the text itself.
-    std::string TokenField(const std::string &token) const {
-        std::string text = FileText(dir.Path("conf/demo-tokens/" + token + ".token"));
-        text = text.empty() ? token : text.substr(0, text.find('\n'));
-        return token.empty() ? "" : "x-access-token: " + text + "\r\n";
-    }
 
-    Deployment dir;
     TlsOptions tls{dir.Path("conf/server.pem")};  // trusts only the scaffolded certificate and its names
     uint16_t port = 0;
 };

@@ -14,16 +14,13 @@
 #include "support/free_port.h"
 #include "support/host_process.h"
 #include "support/http_client.h"
+#include "support/scaffolded_demo.h"
 
 namespace {
 
 using namespace rstest;
 
-struct Ops {
-    Ops() {
-        std::string command = "bash " RS_SCAFFOLD_SCRIPT " " RS_BUILD_DIR " " + dir.Root() + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) throw std::runtime_error("the scaffold failed: " + command);
-    }
+struct Ops : ScaffoldedDemo {
     // The host's exit status and everything it printed.
     std::pair<int, std::string> Run(const std::string &args) const {
         FILE *pipe =
@@ -44,7 +41,6 @@ struct Ops {
         dir.Write("conf/demo-tokens/" + roles + expires + ".token", out);
         return file;
     }
-    Deployment dir;
 };
 
 TEST(Check, EachMistakeIsNamedWithItsFileAndLineAndACorrectDeploymentPasses) {

@@ -17,6 +17,7 @@
 #include "support/free_port.h"
 #include "support/host_process.h"
 #include "support/http_client.h"
+#include "support/scaffolded_demo.h"
 #include "support/test_pki.h"
 
 namespace {
@@ -24,18 +25,7 @@ namespace {
 using namespace rstest;
 using Clock = std::chrono::steady_clock;
 
-struct OpsDemo {
-    OpsDemo() {
-        std::string command = "bash " RS_SCAFFOLD_SCRIPT " " RS_BUILD_DIR " " + dir.Root() + " >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) throw std::runtime_error("the scaffold failed: " + command);
-        dir.Write("var/log/slot-1/.keep", "");  // the trace file's folder
-    }
-    std::string Host() const { return dir.Path("bin/restserver-host"); }
-    std::string Output() const { return FileText(dir.Path("var/host.out")) + FileText(dir.Path("var/host.err")); }
-    std::string TokenField(const std::string &name) const {
-        std::string text = FileText(dir.Path("conf/demo-tokens/" + name + ".token"));
-        return name.empty() ? "" : "x-access-token: " + text.substr(0, text.find('\n')) + "\r\n";
-    }
+struct OpsDemo : ScaffoldedDemo {
     uint16_t OpsPort() const {
         std::string text = FileText(dir.Path("conf/platform.json"));
         std::smatch match;
@@ -43,7 +33,6 @@ struct OpsDemo {
         return static_cast<uint16_t>(std::stoi(match[1]));
     }
 
-    Deployment dir;
     TlsOptions tls{dir.Path("conf/server.pem")};
 };
 
