@@ -11,7 +11,13 @@ set -euo pipefail
 repo=$(cd "$(dirname "$0")/../.." && pwd)
 source "$repo/scripts/ports.sh"
 work=${1:-$(mktemp -d)}
-[ "$#" -eq 0 ] && trap 'rm -rf "$work"' EXIT
+temporary=$(( $# == 0 ))
+host=
+cleanup() {
+  [ -z "$host" ] || kill "$host" 2>/dev/null || true
+  [ "$temporary" = 0 ] || rm -rf "$work"
+}
+trap cleanup EXIT
 root=$work/root
 arch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 libdir=$root/usr/lib/$arch
@@ -77,9 +83,8 @@ token=$(run_host --make-token --roles greeter --domain example --expires 1h --si
 run_host --check --root "$deploy" | tail -n 1 | grep -qx "configuration ok" || fail "--check refused the deployment"
 
 step "serving it with the packaged host"
-run_host --root "$deploy" >"$work/host.out" 2>&1 &
+LD_LIBRARY_PATH=$libdir "$root/usr/bin/restserver-host" --root "$deploy" >"$work/host.out" 2>&1 &
 host=$!
-trap 'kill $host 2>/dev/null; rm -rf "$work"' EXIT
 wait_port "$port" 100 || { cat "$work/host.out" >&2; fail "the host never listened"; }
 url=https://127.0.0.1:$port/greet/world
 answer=$(curl -sS --cacert "$deploy/conf/server.pem" -H "x-access-token: $token" -w ' %{http_code}' "$url")
@@ -87,5 +92,8 @@ answer=$(curl -sS --cacert "$deploy/conf/server.pem" -H "x-access-token: $token"
 refused=$(curl -sS --cacert "$deploy/conf/server.pem" -o /dev/null -w '%{http_code}' "$url")
 [ "$refused" = 403 ] || fail "GET /greet/world without a token answered $refused"
 kill -TERM "$host"
-wait "$host" || fail "the host ended with status $? after SIGTERM"
+status=0
+wait "$host" || status=$?
+host=
+[ "$status" -eq 0 ] || fail "the host ended with status $status after SIGTERM"
 step "ok: the packaged host served the SDK module over HTTPS"
