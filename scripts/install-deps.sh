@@ -8,7 +8,10 @@ packages=(
   libboost1.81-dev libssl-dev openssl
   libcjson-dev libcurl4-openssl-dev curl libspdlog-dev
   libgtest-dev googletest libbenchmark-dev
-  libsystemd-dev dpkg-dev lintian abigail-tools
+  # the host's service-manager notify protocol
+  libsystemd-dev
+  # Debian packages and their check, the ABI baseline, the scripts' free-port helper
+  dpkg-dev lintian abigail-tools python3
 )
 [ "$#" -gt 0 ] && packages+=("$@")
 
