@@ -51,12 +51,7 @@ fi
 pki=$dest/conf/demo-pki
 tokens=$dest/conf/demo-tokens
 if [ ! -s "$pki/ca.pem" ] || [ ! -s "$pki/sign.pem" ] || [ ! -s "$pki/sign.key" ]; then
-  mkdir -p "$pki"
-  req=(openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 3650)
-  (umask 077 && cd "$pki" &&
-    "${req[@]}" -subj "/CN=restserver demo token CA" -keyout ca.key -out ca.pem 2>/dev/null &&
-    "${req[@]}" -subj "/CN=restserver demo token signer" -addext basicConstraints=CA:FALSE \
-      -CA ca.pem -CAkey ca.key -keyout sign.key -out sign.pem 2>/dev/null && chmod 644 ca.pem sign.pem)
+  bash "$repo/scripts/token-pki.sh" "$pki" "restserver demo"
   rm -f "$tokens"/*.token
   echo "scaffold: made a demo token PKI in $pki"
 fi

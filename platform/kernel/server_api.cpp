@@ -21,6 +21,19 @@ Server *AsServer(REST_HANDLE handle) {
     return server;
 }
 
+// One of a server's texts into the caller's buffer, with the query's own result.
+u32 ServerTextGet(REST_HANDLE hServer, char *pcText, u32 uiSize, const char *what,
+                  uint32_t (Server::*get)(std::string &) const) {
+    Server *server = AsServer(hServer);
+    if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
+    return Guarded(what, [&] {
+        std::string text;
+        u32 result = (server->*get)(text);
+        kernel::TextCopyOut(text, pcText, uiSize);
+        return result;
+    });
+}
+
 // Every server made, until it is destroyed; a server whose stop left entries
 // running is never destroyed, so their handle never dangles.
 struct Servers {
@@ -162,25 +175,11 @@ PLAT_API void REST_EntryBlocking(void) {
 }
 
 PLAT_API u32 REST_ServerListenGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {
-    Server *server = AsServer(hServer);
-    if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
-    return Guarded("listen query", [&] {
-        std::string text;
-        u32 result = server->ListenInfo(text);
-        kernel::TextCopyOut(text, pcText, uiSize);
-        return result;
-    });
+    return ServerTextGet(hServer, pcText, uiSize, "listen query", &Server::ListenInfo);
 }
 
 PLAT_API u32 REST_ServerTlsProblemGet(REST_HANDLE hServer, char *pcText, u32 uiSize) {
-    Server *server = AsServer(hServer);
-    if (server == nullptr || pcText == nullptr || uiSize == 0) return PLAT_ERR;
-    return Guarded("TLS problem query", [&] {
-        std::string text;
-        u32 result = server->TlsProblem(text);
-        kernel::TextCopyOut(text, pcText, uiSize);
-        return result;
-    });
+    return ServerTextGet(hServer, pcText, uiSize, "TLS problem query", &Server::TlsProblem);
 }
 
 PLAT_API u32 REST_ServerStatsGet(REST_HANDLE hServer, REST_STATS *pstStats) {

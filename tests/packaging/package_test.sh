@@ -71,11 +71,7 @@ sed -i "s/\"port\": *[0-9]*/\"port\": $port/" "$deploy/conf/platform.json"
 
 # A token PKI: the server verifies tokens against the two certificates in data/vog_cert/.
 pki=$deploy/conf/demo-pki
-mkdir -p "$pki"
-req=(openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 30)
-(cd "$pki" && "${req[@]}" -subj "/CN=test token CA" -keyout ca.key -out ca.pem 2>/dev/null &&
-  "${req[@]}" -subj "/CN=test token signer" -addext basicConstraints=CA:FALSE \
-    -CA ca.pem -CAkey ca.key -keyout sign.key -out sign.pem 2>/dev/null)
+bash "$repo/scripts/token-pki.sh" "$pki" "package test"
 cp "$pki/ca.pem" "$deploy/data/vog_cert/caCert.pem"
 cp "$pki/sign.pem" "$deploy/data/vog_cert/signCert.pem"
 run_host() { LD_LIBRARY_PATH=$libdir "$root/usr/bin/restserver-host" "$@"; }
